@@ -1,0 +1,333 @@
+// Entry, command table and event document files: every item ends in one
+// pretty-printed document whose first member is routerHardware; long lists
+// are written to a scratch document first and merged in under a 128 KiB
+// ceiling that the cloud agent enforces on the files it publishes.
+#include "data_collector.h"
+
+#include <cJSON.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "collect_cloudinfo.h"
+#include "collect_eventtype5.h"
+#include "collect_generic.h"
+#include "collect_router.h"
+#include "collect_ssorap.h"
+#include "collect_wifiscanresult.h"
+#include "config_store.h"
+#include "generate_crtkt.h"
+#include "interleave.h"
+#include "json_trim.h"
+#include "unit.h"
+#include "zol_json.h"
+
+int de_features = 0;
+int eventtype = 0;
+
+namespace {
+
+const unsigned long kMaxJsonSize = 0x20000;
+const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
+
+// Builds a document of routerHardware plus the given members, in order, and
+// writes it. Builders may return null (a member that could not be made);
+// json-c then stores null, which is what the cloud already sees for it.
+void write_document(const char* file, int type,
+                    std::initializer_list<std::pair<const char*, json_object* (*)()>> members) {
+    eventtype = type;
+    JsonPtr root(json_object_new_object());
+    json_object_object_add(root.get(), "routerHardware", get_hardware_json());
+    for (const auto& m : members) json_object_object_add(root.get(), m.first, m.second());
+    dump_json_to_file(root.get(), file);
+}
+
+unsigned long file_size(const char* path) {
+    struct stat st;
+    return stat(path, &st) == 0 ? static_cast<unsigned long>(st.st_size) : 0;
+}
+
+void report_overflow(const char* func, int line, const char* member) {
+    DC_TRACE(func, line, "%s", kTooLarge);
+    printf("%s\n", kTooLarge);
+    RA_logger("%s (%s)", kTooLarge, member);
+}
+
+// Last step of every merge: the secondary file's member joins the main
+// document (null when the secondary file or the member is missing).
+void merge_member(const char* root_file, const char* side_file, const char* member) {
+    JsonPtr root(json_object_from_file(root_file));
+    if (!root || !json_object_is_type(root.get(), json_type_object)) return;
+    JsonPtr side(json_object_from_file(side_file));
+    json_object* value = nullptr;
+    if (side && json_object_object_get_ex(side.get(), member, &value)) json_object_get(value);
+    json_object_object_add(root.get(), member, value);
+    dump_json_to_file(root.get(), root_file);
+}
+
+}  // namespace
+
+// ---- event document files ---------------------------------------------------
+
+void dump_json_to_file(json_object* root, const char* file) {
+    json_object_to_file_ext(file, root, JSON_C_TO_STRING_PRETTY);
+}
+
+void delete_array_from_file(const char* file, const char* object_name, const char* data_name,
+                            int num) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
+    json_object* arr = local_json_object_object_get(obj, data_name);
+    if (json_object_is_type(arr, json_type_array) && num >= 0) {
+        size_t len = json_object_array_length(arr);
+        size_t keep = static_cast<size_t>(num);
+        if (keep < len) json_object_array_del_idx(arr, keep, len - keep);
+    }
+    dump_json_to_file(doc.get(), file);
+}
+
+void delete_array_idx_from_file(const char* file, const char* object_name,
+                                const char* data_name, int idx) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
+    json_object* arr = local_json_object_object_get(obj, data_name);
+    if (json_object_is_type(arr, json_type_array) && idx >= 0)
+        json_object_array_del_idx(arr, static_cast<size_t>(idx), 1);
+    dump_json_to_file(doc.get(), file);
+}
+
+int get_second_object_int_from_file(const char* file, const char* object_name,
+                                    const char* data_name) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return 0;
+    return json_object_get_int(local_json_object_object_get(obj, data_name));
+}
+
+void init_data() {
+    config_set("gwDisconnDuration", "0");
+    config_set("internetDisconnDuration", "0");
+}
+
+void combine_json(const char* root_file, const char* conndev_file) {
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(conndev_file);
+    int n = get_second_object_int_from_file(conndev_file, "connectedDeviceDetails",
+                                            "numberOfDevices");
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_json", 133, "connectedDeviceDetails");
+        trim_by_average(conndev_file, "connectedDeviceDetails", "connDevices", root_size, n,
+                        kMaxJsonSize);
+    }
+    merge_member(root_file, conndev_file, "connectedDeviceDetails");
+}
+
+void combine_connectevent_json(const char* root_file, const char* connevent_file) {
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(connevent_file);
+    // numberOfEvents is read as the firmware always did, but trimming goes by size.
+    (void)get_second_object_int_from_file(connevent_file, "wifiConnectEvent", "numberOfEvents");
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_connectevent_json", 166, "wifiConnectEvent");
+        trim_oldest(connevent_file, "wifiConnectEvent", "event", root_size, kMaxJsonSize);
+    }
+    merge_member(root_file, connevent_file, "wifiConnectEvent");
+}
+
+void combine_scanresult_json(const char* root_file, const char* scan_file, int count) {
+    (void)count;  // the caller's array count is not used: trimming goes by size
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(scan_file);
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_scanresult_json", 201, "wifiScanResult");
+        trim_oldest(scan_file, "wifiScanResult", "wifiScanResult", root_size, kMaxJsonSize);
+    }
+    merge_member(root_file, scan_file, "wifiScanResult");
+}
+
+// ---- collect functions --------------------------------------------------------
+
+void collect_event4(char* file) { write_document(file, 1, {}); }
+
+void collect_event2_cpu(char* file) {
+    write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
+}
+
+void collect_event2_mem(char* file) {
+    write_document(file, 2, {{"memoryUsage", get_event2Mem_json}});
+}
+
+void collect_event2(char* file) {
+    write_document(file, 2,
+                   {{"cpuUtilizations", get_event2Cpu_json}, {"memoryUsage", get_event2Mem_json}});
+}
+
+void collect_kernelRebootInfo(char* file) {
+    write_document(file, 0, {{"kernelReboot", get_event0_json}});
+}
+
+void collect_firmwareUpgradeInfo(char* file) {
+    write_document(file, 2, {{"firmwareUpgradeAnalytics", get_firmwareUpgrade_json}});
+}
+
+void collect_eventtype7(char* file) {
+    write_document(file, 7, {{"ssorapLoginEvent", get_ssorapLoginEvent_json}});
+}
+
+// After the event the outage markers are reset, and the gateway total is
+// saved so that the next event reports only the minutes added since.
+void collect_event5(char* file) {
+    write_document(file, 5, {{"InternetDisconnEvent", get_internetDisconnEvent_json}});
+    config_set("disconn_timestamp", "0");
+    run_shell("rm /tmp/router-analytics/recovered_timestamp /tmp/router-analytics/disconn_reason "
+              "/tmp/router-analytics/gw_disconn_duration");
+    save_gw_disconn_duration();
+    config_commit();
+}
+
+void collect_event10(char* file) {
+    write_document(file, 10, {{"dbgLogs", get_dbgLogs_json}});
+    dbgLogs_revised();
+}
+
+void collect_event22(char* file) {
+    static const char kScanFile[] = "/tmp/RA_json_scanresult";
+    write_document(file, 22, {});
+
+    JsonPtr side(json_object_new_object());
+    json_object_object_add(side.get(), "wifiScanResult", get_wifiScanResult_json());
+    // The array count handed to the merge comes from cJSON's view of the same
+    // document; it is not used by the merge, so only its own tree is built.
+    const char* text = json_object_to_json_string_ext(side.get(), JSON_C_TO_STRING_PRETTY);
+    int count = 0;
+    if (cJSON* view = cJSON_Parse(text)) {
+        if (cJSON_IsArray(view)) count = cJSON_GetArraySize(view);
+        cJSON_Delete(view);
+    }
+    dump_json_to_file(side.get(), kScanFile);
+    side.reset();
+
+    combine_scanresult_json(file, kScanFile, count);
+    run_shell("rm /tmp/RA_json_scanresult");
+}
+
+// ---- entry ---------------------------------------------------------------------
+
+const data_colletor_t data_collector_array[] = {
+    {"eventtype4", collect_event4},
+    {"cpu", collect_event2_cpu},
+    {"memory", collect_event2_mem},
+    {"eventtype2", collect_event2},
+    {"eventtype0", collect_kernelRebootInfo},
+    {"firmware", collect_firmwareUpgradeInfo},
+    {"eventtype5", collect_event5},
+    {"wifiScanResult", collect_event22},
+    {"eventtype7", collect_eventtype7},
+    {"eventtype10", collect_event10},
+    {nullptr, nullptr},
+};
+
+void show_usage() {
+    puts("Usage: data_collector\n\n"
+         "  data_collector eventtype4        Collect Item routerHardware about user choose\n"
+         "  data_collector routerInfo        Collect Item routerInfo about router basic information\n"
+         "  data_collector routerConfig      Collect Item routerConfig about router setting\n"
+         "  data_collector connectedDevice   Collect Item connectedDeviceDetails about the connection devices information\n"
+         "  data_collector cpu               Collect Item cpuUtilizations about cpu information\n"
+         "  data_collector memory            Collect Item memoryUsage about memory information\n"
+         "  data_collector eventtype2\t\tCollect Item cpuUtilizations & memoryUsage\n"
+         "  data_collector eventtype0\t\tCollect Item kernelReboot about kernel boot log\n"
+         "  data_collector all               Collect Item routerInfo & routerConfig & connectedDeviceDetails\n"
+         "\t\t\t\t\t\t\t\t\t\t\t\t\t& vumba & mediaDevice\n"
+         "  data_collector vumba             Collect Item vumba about usb states\n"
+         "  data_collector mediaDevice       Collect Item mediaDevice about the usb details\n"
+         "  data_collector firmware          Collect Item firmwareUpgradeAnalytics about firmware upgrade information\n"
+         "  data_collector eventtype5        Collect Item Internet disconnect and gateway disconnect eventtype\n"
+         "  data_collector eventtype7          Collect Item ssorap login event\n"
+         "  data_collector cloud $infile $outfile  Add routerHardware header for 3rd event, and move to trigger folder path\n"
+         "  data_collector eventtype10       Collect dbgLogs (image ubinfo)");
+}
+
+// The model name comes from the firmware's helper script, which is given the
+// board's module name; that name is read from a file, so it is quoted.
+void unified_modelname(char* name) {
+    std::string module = cat_file("/module_name");
+    std::string quoted = shell_quote(module);
+    static const char kPrefix[] = "/etc/init.d/model_check.sh eth ";
+    // Keep the firmware's 128-byte command bound by shortening the name itself,
+    // never by cutting the quoted word.
+    while (sizeof(kPrefix) - 1 + quoted.size() > 127 && !module.empty()) {
+        module.pop_back();
+        quoted = shell_quote(module);
+    }
+    std::string command = kPrefix + quoted;
+    fflush(stdout);
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) {
+        strncpyt(name, module.c_str(), 4);
+        return;
+    }
+    char line[64] = {0};
+    if (fgets(line, sizeof(line), pipe)) {
+        size_t len = strlen(line);
+        // The last character goes, newline or not: the script always ends its line.
+        strncpyt(name, line, len < 32 ? len : 32);
+    }
+    pclose(pipe);
+}
+
+namespace {
+
+void collect_cloud(const char* infile, const char* outfile) {
+    if (check_header_of_inputfile(infile) == 1) {
+        zol_safe_system(nullptr, nullptr, 0, "/bin/mv", infile, outfile, nullptr);
+        return;
+    }
+    collect_cloudinfo(infile, outfile);
+}
+
+}  // namespace
+
+int data_collector_main(int argc, char** argv) {
+    if (argc < 2) {
+        show_usage();
+        return 0;
+    }
+    char model[32] = {0};
+    unified_modelname(model);
+    if (strcmp(model, "ZT410") == 0) de_features = 1;
+
+    const char* item = argv[1];
+    if (strcmp(item, "prod") == 0 || strcmp(item, "dev") == 0) {
+        print_two_ck(item);
+        return 0;
+    }
+    if (strcmp(item, "interleave") == 0) {
+        interleave_files();
+        return 0;
+    }
+    if (item[0] == '\0') return 0;
+
+    char path[64] = {0};
+    snprintf(path, sizeof(path), "%s_%s", "/tmp/aws_json", item);
+    for (const data_colletor_t* row = data_collector_array; row->name; ++row) {
+        if (strcmp(row->name, item) == 0) {
+            row->collect_func(path);
+            return 0;
+        }
+    }
+    if (strcmp(item, "cloud") != 0) {
+        puts("Wrong option, Please try again");
+        show_usage();
+        return 0;
+    }
+    // Missing paths are not checked by the router's scripts; an empty path
+    // reads as no input and writes nothing.
+    collect_cloud(argc > 2 ? argv[2] : "", argc > 3 ? argv[3] : "");
+    return 0;
+}

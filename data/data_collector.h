@@ -1,0 +1,40 @@
+// Entry, command table and event document files.
+#pragma once
+
+#include <json-c/json.h>
+
+extern int de_features;  // 1 on the model "ZT410"
+extern int eventtype;    // reported as routerHardware.eventType
+
+struct data_colletor_t {
+    const char* name;
+    void (*collect_func)(char* file);
+};
+extern const data_colletor_t data_collector_array[];
+
+int data_collector_main(int argc, char** argv);
+void show_usage();
+void unified_modelname(char* name);
+
+void dump_json_to_file(json_object* root, const char* file);
+void combine_json(const char* root_file, const char* conndev_file);
+void combine_connectevent_json(const char* root_file, const char* connevent_file);
+void combine_scanresult_json(const char* root_file, const char* scan_file, int count);
+void delete_array_from_file(const char* file, const char* object_name, const char* data_name,
+                            int num);
+void delete_array_idx_from_file(const char* file, const char* object_name,
+                                const char* data_name, int idx);
+int get_second_object_int_from_file(const char* file, const char* object_name,
+                                    const char* data_name);
+void init_data();
+
+void collect_event4(char* file);
+void collect_event2_cpu(char* file);
+void collect_event2_mem(char* file);
+void collect_event2(char* file);
+void collect_kernelRebootInfo(char* file);
+void collect_firmwareUpgradeInfo(char* file);
+void collect_event5(char* file);
+void collect_event22(char* file);
+void collect_eventtype7(char* file);
+void collect_event10(char* file);

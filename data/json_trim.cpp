@@ -1,0 +1,324 @@
+#include "json_trim.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "zol_json.h"
+
+namespace {
+
+const int kPretty = JSON_C_TO_STRING_PRETTY;
+
+unsigned long file_size(const char* path) {
+    struct stat st;
+    return stat(path, &st) == 0 ? static_cast<unsigned long>(st.st_size) : 0;
+}
+
+// Printed size of the document when its array keeps only elements [a, b).
+// json-c prints an array element at a fixed depth: "[\n", then each element
+// indented and separated by ",\n", then "\n" and the closing indent. So an
+// element costs its own text, indented one level deeper than printed alone,
+// plus its indent and separator. Element sizes are taken lazily, so trimming
+// looks only at the elements near the part that is kept; the modelled size of
+// the result is checked against a real print before the file is written.
+class ArraySizer {
+   public:
+    ArraySizer(json_object* doc, json_object* parent, const char* name, json_object* arr)
+        : doc_(doc), parent_(parent), name_(name), arr_(arr) {
+        n_ = json_object_array_length(arr);
+        units_.assign(n_, 0);
+        empty_size_ = print(0, 0);
+    }
+
+    size_t length() const { return n_; }
+    unsigned long empty_size() const { return empty_size_; }
+
+    // Bytes that element i adds to the printed document.
+    unsigned long unit(size_t i) {
+        if (units_[i] == 0) {
+            size_t len = 0;
+            const char* text = json_object_to_json_string_length(
+                json_object_array_get_idx(arr_, i), kPretty, &len);
+            unsigned long lines = 0;
+            for (const char* c = text; (c = static_cast<const char*>(
+                                            memchr(c, '\n', len - (c - text)))) != nullptr;
+                 ++c)
+                ++lines;
+            const unsigned long indent = 2 * kElementDepth;
+            units_[i] = indent + len + indent * lines + 2;
+        }
+        return units_[i];
+    }
+
+    unsigned long modelled(size_t a, size_t b) {
+        if (a >= b) return empty_size_;
+        unsigned long sum = empty_size_ - 1;
+        for (size_t i = a; i < b; ++i) sum += unit(i);
+        return sum;
+    }
+
+    // The document really printed with only [a, b) in the array.
+    unsigned long print(size_t a, size_t b) {
+        json_object* view = json_object_new_array_ext(static_cast<int>(b > a ? b - a : 0));
+        for (size_t i = a; i < b; ++i)
+            json_object_array_add(view, json_object_get(json_object_array_get_idx(arr_, i)));
+        json_object_get(arr_);
+        json_object_object_add(parent_, name_, view);
+        size_t len = 0;
+        json_object_to_json_string_length(doc_, kPretty, &len);
+        json_object_object_add(parent_, name_, arr_);  // back in place, view released
+        return len;
+    }
+
+    // Leaves only [a, b) in the document's array.
+    void keep(size_t a, size_t b) {
+        if (b < n_) json_object_array_del_idx(arr_, b, n_ - b);
+        if (a > 0) json_object_array_del_idx(arr_, 0, a);
+    }
+
+   private:
+    // The arrays trimmed here sit two levels down (document.object.array).
+    static const unsigned long kElementDepth = 3;
+
+    json_object* doc_;
+    json_object* parent_;
+    const char* name_;
+    json_object* arr_;
+    size_t n_ = 0;
+    unsigned long empty_size_ = 0;
+    std::vector<unsigned long> units_;
+};
+
+// The scratch document and its array, or nothing when either is missing: then
+// there is nothing to trim and the file is left as it is.
+struct Loaded {
+    JsonPtr doc;
+    json_object* parent = nullptr;
+    json_object* arr = nullptr;
+};
+
+bool load(const char* file, const char* object_name, const char* array_name, Loaded& out) {
+    out.doc.reset(json_object_from_file(file));
+    if (!out.doc || !json_object_object_get_ex(out.doc.get(), object_name, &out.parent))
+        return false;
+    json_object* arr = nullptr;
+    if (!json_object_object_get_ex(out.parent, array_name, &arr) ||
+        !json_object_is_type(arr, json_type_array))
+        return false;
+    out.arr = arr;
+    return true;
+}
+
+// Smallest k >= 1 such that dropping the first k elements fits; n when even
+// dropping all does not. size(k) only shrinks as k grows.
+template <typename Size>
+size_t first_fit(size_t n, unsigned long room, Size size) {
+    size_t lo = 1, hi = n;
+    while (lo < hi) {
+        size_t mid = lo + (hi - lo) / 2;
+        if (size(mid) <= room)
+            hi = mid;
+        else
+            lo = mid + 1;
+    }
+    return lo;
+}
+
+// ---- text path ---------------------------------------------------------------
+// The scratch files are written by json-c itself, so removing the first k
+// elements of a list only cuts a run of bytes out of the file: no need to
+// build the whole tree of a long list. A small structural scanner finds the
+// element boundaries; the result is used only when json-c prints it back
+// byte for byte (and so does the text with one element more, which proves the
+// step before did not fit), otherwise the tree path below decides.
+
+const int kMaxDepth = 32;  // json-c's own parser refuses deeper documents
+
+size_t skip_ws(const std::string& t, size_t p) {
+    while (p < t.size() && (t[p] == ' ' || t[p] == '\n' || t[p] == '\r' || t[p] == '\t')) ++p;
+    return p;
+}
+
+// End of the string starting at the quote at p, or npos.
+size_t skip_string(const std::string& t, size_t p) {
+    for (++p; p < t.size(); ++p) {
+        if (t[p] == '\\')
+            ++p;
+        else if (t[p] == '"')
+            return p + 1;
+    }
+    return std::string::npos;
+}
+
+size_t skip_value(const std::string& t, size_t p, int depth);
+
+// Calls visit(begin, end, key_begin, key_end) for each member or element of
+// the container opening at p; returns the end of the container, or npos.
+template <typename Visit>
+size_t walk(const std::string& t, size_t p, int depth, Visit visit) {
+    const bool object = t[p] == '{';
+    const char close = object ? '}' : ']';
+    if (depth > kMaxDepth) return std::string::npos;
+    p = skip_ws(t, p + 1);
+    if (p < t.size() && t[p] == close) return p + 1;
+    while (p < t.size()) {
+        size_t key = p, key_end = p;
+        if (object) {
+            if (t[p] != '"' || (key_end = skip_string(t, p)) == std::string::npos) break;
+            p = skip_ws(t, key_end);
+            if (p >= t.size() || t[p] != ':') break;
+            p = skip_ws(t, p + 1);
+        }
+        size_t end = skip_value(t, p, depth + 1);
+        if (end == std::string::npos) break;
+        visit(p, end, key, key_end);
+        p = skip_ws(t, end);
+        if (p < t.size() && t[p] == close) return p + 1;
+        if (p >= t.size() || t[p] != ',') break;
+        p = skip_ws(t, p + 1);
+    }
+    return std::string::npos;
+}
+
+size_t skip_value(const std::string& t, size_t p, int depth) {
+    if (p >= t.size()) return std::string::npos;
+    if (t[p] == '{' || t[p] == '[') return walk(t, p, depth, [](size_t, size_t, size_t, size_t) {});
+    if (t[p] == '"') return skip_string(t, p);
+    size_t q = p;
+    while (q < t.size() && !strchr(",]} \n\r\t", t[q])) ++q;
+    return q > p ? q : std::string::npos;
+}
+
+// The member name's value inside the object opening at p, or npos.
+size_t find_member(const std::string& t, size_t p, const char* name, int depth) {
+    if (p >= t.size() || t[p] != '{') return std::string::npos;
+    size_t found = std::string::npos;
+    std::string quoted = std::string("\"") + name + "\"";
+    size_t end = walk(t, p, depth, [&](size_t b, size_t, size_t k, size_t ke) {
+        if (t.compare(k, ke - k, quoted) == 0) found = b;
+    });
+    return end == std::string::npos ? std::string::npos : found;
+}
+
+bool prints_back(const std::string& text) {
+    json_tokener* tok = json_tokener_new();
+    JsonPtr doc(json_tokener_parse_ex(tok, text.data(), static_cast<int>(text.size())));
+    bool whole = json_tokener_get_error(tok) == json_tokener_success &&
+                 json_tokener_get_parse_end(tok) == text.size();
+    json_tokener_free(tok);
+    if (!doc || !whole) return false;
+    size_t len = 0;
+    const char* printed = json_object_to_json_string_length(doc.get(), kPretty, &len);
+    return len == text.size() && memcmp(printed, text.data(), len) == 0;
+}
+
+bool read_file(const char* path, std::string& out) {
+    FILE* f = fopen(path, "rb");
+    if (!f) return false;
+    char buf[65536];
+    size_t got;
+    while ((got = fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, got);
+    fclose(f);
+    return true;
+}
+
+bool write_file(const char* path, const std::string& text) {
+    FILE* f = fopen(path, "wb");
+    if (!f) return false;
+    bool ok = fwrite(text.data(), 1, text.size(), f) == text.size();
+    return fclose(f) == 0 && ok;
+}
+
+// Drops the oldest elements by cutting text; false when the tree path must decide.
+bool trim_oldest_text(const char* file, const char* object_name, const char* array_name,
+                      unsigned long room) {
+    std::string t;
+    if (!read_file(file, t)) return false;
+    size_t root = skip_ws(t, 0);
+    size_t obj = find_member(t, root, object_name, 1);
+    size_t arr = find_member(t, obj, array_name, 2);
+    if (arr == std::string::npos || t[arr] != '[') return false;
+    std::vector<size_t> ends;  // end of each element
+    if (walk(t, arr, 3, [&](size_t, size_t e, size_t, size_t) { ends.push_back(e); }) ==
+        std::string::npos)
+        return false;
+    size_t n = ends.size();
+    if (n < 2) return false;
+    // Without its first k elements the file is "[" followed by what comes
+    // after the comma that closes element k-1.
+    auto size_without = [&](size_t k) { return (arr + 1) + (t.size() - (ends[k - 1] + 1)); };
+    auto text_without = [&](size_t k) { return t.substr(0, arr + 1) + t.substr(ends[k - 1] + 1); };
+    size_t k = first_fit(n - 1, room, size_without);
+    if (size_without(k) > room) return false;  // even one element does not fit
+    if (!prints_back(text_without(k)) || (k > 1 && !prints_back(text_without(k - 1))))
+        return false;
+    return write_file(file, text_without(k));
+}
+
+}  // namespace
+
+void trim_oldest(const char* file, const char* object_name, const char* array_name,
+                 unsigned long root_size, unsigned long ceiling) {
+    if (root_size + file_size(file) <= ceiling) return;
+    unsigned long room = root_size < ceiling ? ceiling - root_size : 0;
+    if (trim_oldest_text(file, object_name, array_name, room)) return;
+    Loaded l;
+    if (!load(file, object_name, array_name, l)) return;
+    ArraySizer sizer(l.doc.get(), l.parent, array_name, l.arr);
+    size_t n = sizer.length();
+    if (n == 0) return;
+    // Walk back from the newest element while the kept tail still fits.
+    size_t k = n;
+    if (sizer.empty_size() <= room) {
+        unsigned long size = sizer.empty_size() - 1;
+        for (size_t i = n - 1; i >= 1 && size + sizer.unit(i) <= room; --i) {
+            size += sizer.unit(i);
+            k = i;
+        }
+    }
+    if (sizer.modelled(k, n) != sizer.print(k, n))
+        k = first_fit(n, room, [&](size_t m) { return sizer.print(m, n); });
+    sizer.keep(k, n);
+    json_object_to_file_ext(file, l.doc.get(), kPretty);
+}
+
+// One run of the average rule over sizes given by size(kept).
+template <typename Size>
+static
+size_t average_steps(unsigned long side, unsigned long root_size, unsigned long ceiling,
+                     unsigned long n, size_t len, Size size) {
+    size_t kept = len;
+    // n falls by at least one each step, so the loop is bounded by the count.
+    while (root_size + side > ceiling && n > 0 && side / n > 0) {
+        unsigned long per_device = side / n;
+        unsigned long excess = root_size + side - ceiling;
+        unsigned long drop = excess / per_device + (excess % per_device ? 1 : 0);
+        n = drop >= n ? 0 : n - drop;
+        if (n < kept) kept = n;
+        side = size(kept);
+    }
+    return kept;
+}
+
+void trim_by_average(const char* file, const char* object_name, const char* array_name,
+                     unsigned long root_size, int count, unsigned long ceiling) {
+    unsigned long side = file_size(file);
+    if (root_size + side <= ceiling || count <= 0) return;
+    Loaded l;
+    if (!load(file, object_name, array_name, l)) return;
+    ArraySizer sizer(l.doc.get(), l.parent, array_name, l.arr);
+    unsigned long n = static_cast<unsigned long>(count);
+    size_t len = sizer.length();
+    if (side / n == 0) return;
+    size_t kept = average_steps(side, root_size, ceiling, n, len,
+                                [&](size_t m) { return sizer.modelled(0, m); });
+    if (sizer.modelled(0, kept) != sizer.print(0, kept))
+        kept = average_steps(side, root_size, ceiling, n, len,
+                             [&](size_t m) { return sizer.print(0, m); });
+    sizer.keep(0, kept);
+    json_object_to_file_ext(file, l.doc.get(), kPretty);
+}

@@ -1,0 +1,16 @@
+// Trimming of a list inside a scratch document until the scratch file and the
+// event file together fit under the cloud's size ceiling. The result is the
+// file that deleting elements one step at a time (rewrite, re-measure) gives,
+// computed without rewriting the file at every step.
+#pragma once
+
+// Drops the first (oldest) elements of object_name.array_name until
+// root_size + file size <= ceiling, or the array is empty.
+void trim_oldest(const char* file, const char* object_name, const char* array_name,
+                 unsigned long root_size, unsigned long ceiling);
+
+// Keeps the first n elements, n lowered in steps by the excess divided by the
+// average element size (rounded up), starting from count; stops when count or
+// the average size reaches zero.
+void trim_by_average(const char* file, const char* object_name, const char* array_name,
+                     unsigned long root_size, int count, unsigned long ceiling);

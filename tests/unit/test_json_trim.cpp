@@ -1,0 +1,174 @@
+// The fast trimming must leave exactly the file that the one-step-at-a-time
+// rule leaves (the cloud agent measures files, so every byte counts).
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "../../bench/merge_reference.h"
+#include "Add_object.h"
+#include "data_collector.h"
+#include "json_trim.h"
+#include "zol_json.h"
+
+namespace {
+
+const unsigned long kCeiling = 0x20000;
+
+class TrimTest : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/trim_test.XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir_ = tmpl;
+        fast_ = dir_ + "/fast";
+        ref_ = dir_ + "/ref";
+    }
+    void TearDown() override {
+        unlink(fast_.c_str());
+        unlink(ref_.c_str());
+        rmdir(dir_.c_str());
+    }
+
+    // A list document like the scratch files: {object: {count?, array: [...]}}
+    // with elements of uneven size, written the way the collector writes it.
+    void write_list(const char* object, const char* array, int n, bool with_count = false,
+                    int flags = JSON_C_TO_STRING_PRETTY) {
+        JsonPtr doc(json_object_new_object());
+        json_object* inner = json_object_new_object();
+        if (with_count) Add_object_int(inner, "numberOfDevices", n);
+        json_object* arr = json_object_new_array();
+        for (int i = 0; i < n; ++i) {
+            json_object* e = json_object_new_object();
+            Add_object_int(e, "index", i);
+            Add_object_string(e, "name", std::string(5 + (i * 37) % 90, 'a' + i % 26).c_str());
+            Add_object_double(e, "rate", i * 1.25);
+            json_object* nested = json_object_new_array();
+            for (int k = 0; k < i % 4; ++k) Add_object_Array_string(nested, "x/y\"z");
+            json_object_object_add(e, "tags", nested);
+            json_object_array_add(arr, e);
+        }
+        json_object_object_add(inner, array, arr);
+        json_object_object_add(doc.get(), object, inner);
+        json_object_to_file_ext(fast_.c_str(), doc.get(), flags);
+        std::ifstream in(fast_, std::ios::binary);
+        std::ofstream(ref_, std::ios::binary) << in.rdbuf();
+    }
+
+    static std::string slurp(const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        std::ostringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    size_t length(const std::string& path, const char* object, const char* array) {
+        return reference::array_length(path.c_str(), object, array);
+    }
+
+    std::string dir_, fast_, ref_;
+};
+
+TEST_F(TrimTest, DropsOldestExactlyAsStepByStep) {
+    const char* o = "wifiScanResult";
+    write_list(o, o, 400);
+    const unsigned long side = reference::file_size(fast_.c_str());
+    // Keep most, about half, or a single element of the list.
+    for (unsigned long root : {kCeiling - side + 500, kCeiling - side / 2, kCeiling - 400}) {
+        write_list(o, o, 400);
+        trim_oldest(fast_.c_str(), o, o, root, kCeiling);
+        reference::trim_oldest(ref_.c_str(), o, o, root, kCeiling);
+        EXPECT_EQ(slurp(fast_), slurp(ref_)) << "root size " << root;
+        EXPECT_LE(root + reference::file_size(fast_.c_str()), kCeiling);
+        // The newest element is always the last one kept.
+        JsonPtr doc(json_object_from_file(fast_.c_str()));
+        json_object *inner, *arr;
+        ASSERT_TRUE(json_object_object_get_ex(doc.get(), o, &inner));
+        ASSERT_TRUE(json_object_object_get_ex(inner, o, &arr));
+        size_t n = json_object_array_length(arr);
+        ASSERT_GT(n, 0u);
+        EXPECT_EQ(get_object_int(json_object_array_get_idx(arr, n - 1), "index"), 399);
+    }
+}
+
+TEST_F(TrimTest, ListWrittenByAnotherHandTrimsTheSame) {
+    // A compact (or hand-edited) file is reprinted on the first step; the
+    // result must still be what the step-by-step rule gives.
+    const char* o = "wifiConnectEvent";
+    write_list(o, "event", 300, false, JSON_C_TO_STRING_PLAIN);
+    const unsigned long side = reference::file_size(fast_.c_str());
+    trim_oldest(fast_.c_str(), o, "event", kCeiling - side / 2, kCeiling);
+    reference::trim_oldest(ref_.c_str(), o, "event", kCeiling - side / 2, kCeiling);
+    EXPECT_EQ(slurp(fast_), slurp(ref_));
+    EXPECT_LT(length(fast_, o, "event"), 300u);
+}
+
+TEST_F(TrimTest, LeavesFileAloneAtOrUnderTheCeiling) {
+    write_list("wifiConnectEvent", "event", 50);
+    std::string before = slurp(fast_);
+    unsigned long exact = kCeiling - before.size();
+    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", exact, kCeiling);
+    EXPECT_EQ(slurp(fast_), before);
+    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", exact + 1, kCeiling);
+    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 49u);
+}
+
+TEST_F(TrimTest, StopsWhenNothingIsLeftToDrop) {
+    write_list("wifiConnectEvent", "event", 20);
+    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
+    reference::trim_oldest(ref_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
+    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 0u);
+    EXPECT_EQ(slurp(fast_), slurp(ref_));
+
+    // No such array, or an unreadable file: nothing to trim, file untouched.
+    write_list("wifiConnectEvent", "other", 20);
+    std::string before = slurp(fast_);
+    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
+    EXPECT_EQ(slurp(fast_), before);
+    std::ofstream(fast_, std::ios::binary) << std::string(200000, '\x01');
+    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", 0, kCeiling);
+    EXPECT_EQ(slurp(fast_).size(), 200000u);
+}
+
+TEST_F(TrimTest, AverageRuleMatchesStepByStepAndKeepsTheCount) {
+    const char* o = "connectedDeviceDetails";
+    write_list(o, "connDevices", 300, true);
+    const unsigned long side = reference::file_size(fast_.c_str());
+    for (unsigned long root : {kCeiling - side + 300, kCeiling - side / 3, kCeiling - 100}) {
+        write_list(o, "connDevices", 300, true);
+        trim_by_average(fast_.c_str(), o, "connDevices", root, 300, kCeiling);
+        reference::trim_by_average(ref_.c_str(), o, "connDevices", root, 300, kCeiling);
+        EXPECT_EQ(slurp(fast_), slurp(ref_)) << "root size " << root;
+        EXPECT_LT(length(fast_, o, "connDevices"), 300u);
+        EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), o, "numberOfDevices"), 300);
+    }
+    // A count larger than the list only rewrites; a zero count stops at once.
+    write_list(o, "connDevices", 300, true);
+    trim_by_average(fast_.c_str(), o, "connDevices", kCeiling - side / 2, 5000, kCeiling);
+    reference::trim_by_average(ref_.c_str(), o, "connDevices", kCeiling - side / 2, 5000,
+                               kCeiling);
+    EXPECT_EQ(slurp(fast_), slurp(ref_));
+    write_list(o, "connDevices", 300, true);
+    std::string before = slurp(fast_);
+    trim_by_average(fast_.c_str(), o, "connDevices", kCeiling - side / 2, 0, kCeiling);
+    EXPECT_EQ(slurp(fast_), before);
+}
+
+TEST_F(TrimTest, ArrayEditsInPlace) {
+    write_list("wifiConnectEvent", "event", 10);
+    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "event", 4);
+    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 4u);
+    delete_array_idx_from_file(fast_.c_str(), "wifiConnectEvent", "event", 0);
+    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 3u);
+    // Out-of-range or missing targets change nothing and do not crash.
+    delete_array_idx_from_file(fast_.c_str(), "wifiConnectEvent", "event", 99);
+    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "nothing", 1);
+    delete_array_from_file(fast_.c_str(), "absent", "event", 1);
+    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 3u);
+    EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), "absent", "x"), 0);
+    EXPECT_EQ(get_second_object_int_from_file("/nonexistent/file", "a", "b"), 0);
+}
+
+}  // namespace
