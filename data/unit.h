@@ -52,6 +52,7 @@ int zol_atoi(const char* input);
 int is_Number(const char* input_str);
 
 // ---- fields ------------------------------------------------------------------
+// Next-to-last blank-separated word, split in place; "" for fewer than two words.
 char* last_str(char* str);
 char* parse_parmetrs(char* str);
 int extraction_string_bychar(const char* buf, char ch, int column, char* string, int len);

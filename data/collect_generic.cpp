@@ -1,0 +1,507 @@
+// System health and hardware events: the routerHardware header that opens
+// every document, the CPU and memory alarms, the kernel reboot event and the
+// firmware upgrade analytics.
+#include "collect_generic.h"
+
+#include "Add_object.h"
+#include "collect_router.h"
+#include "config_store.h"
+#include "data_collector.h"
+#include "unit.h"
+#include "zol_json.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <unistd.h>
+
+char cpu_utilization[32];
+char cpuThresholdHigh[32];
+char memoryUtilizationsHigh[32];
+char memoryTotal[32];
+char memoryFree[32];
+char memoryUsed[32];
+char mem_Utilization[32];
+
+namespace {
+
+const char kPolicyFile[] = "/tmp/router-analytics/RAE_Policy.json";
+const char kRebootReasonFile[] = "/tmp/reboot_reason";
+const char kCrashLogFile[] = "/tmp/crash_aws_log";
+// The /proc/stat line format of cpu_util(): user, nice, system, idle,
+// iowait, irq, softirq, steal.
+const char kCpuLineFormat[] = "cpu  %20s %20s %20s %20s %20s %20s %20s %20s";
+
+// Working record of the header; the two time stamp texts are never filled,
+// the header takes the broken-down time directly.
+struct hardware_str {
+    char modelName[64];
+    char hwRevision[128];
+    char stage[64];
+    char macAddress[64];
+    char serialNumber[64];
+    int eventType;
+    char timeStampDate[64];
+    char timeStampTime[64];
+};
+
+struct code_text {
+    const char* code;
+    const char* text;
+};
+
+// fw_eventType as left by the upgrade scripts; anything else is an upgrade
+// started from the app.
+constexpr code_text kFwEventTypes[] = {
+    {"0", "Weekly"},      {"1", "Force upgrade"}, {"2", "Daily check"},
+    {"3", "New Install"}, {"4", "GUI upgrade"},
+};
+
+constexpr code_text kFwCheckResults[] = {
+    {"0", "no error"},
+    {"1", "unknown error"},
+    {"2", "Fileinfo download fail"},
+    {"3", "Firmware download fail"},
+    {"4", "No internet"},
+    {"5", "Dal Error"},
+    {"6", "Library not Initialized"},
+    {"7", "Connection Timeout"},
+    {"8", "Cannot Connect to Server"},
+    {"9", "Not a Valid Input"},
+    {"10", "Library Internal Error"},
+    {"11", "No URL Received From Server"},
+};
+
+template <size_t N>
+const char* lookup_code(const code_text (&table)[N], const char* code, const char* fallback) {
+    if (code == nullptr) return fallback;
+    for (const code_text& row : table)
+        if (strcmp(row.code, code) == 0) return row.text;
+    return fallback;
+}
+
+// Counters beyond this are corrupt input; clamping keeps the sums of a few
+// of them inside 64 bits.
+constexpr long long kCounterClamp = 1LL << 52;
+
+long long clamp_counter(long long v) {
+    if (v > kCounterClamp) return kCounterClamp;
+    if (v < -kCounterClamp) return -kCounterClamp;
+    return v;
+}
+
+// The kB count of a meminfo line ("MemTotal:   262144 kB"); 0 when the line
+// is missing or has fewer than two words (last_str needs two).
+long long meminfo_kb(const char* line) {
+    char copy[64];
+    strncpyt(copy, line, sizeof copy);
+    int words = 0;
+    for (const char* p = copy; *p != '\0';) {
+        while (*p == ' ' || *p == '\t' || *p == '\n') ++p;
+        if (*p == '\0') break;
+        ++words;
+        while (*p != '\0' && *p != ' ' && *p != '\t' && *p != '\n') ++p;
+    }
+    if (words < 2) return 0;
+    const char* word = last_str(copy);
+    return word != nullptr ? clamp_counter(strtoll(word, nullptr, 10)) : 0;
+}
+
+void copy_kept_line(char* dst, const char* line) {
+    strncpyt(dst, line, 64);
+}
+
+// 1 for "1", 2 for "0", 0 for anything else (the cloud's consent encoding).
+int consent_option(const char* key) {
+    if (config_match(key, "1")) return 1;
+    if (config_match(key, "0")) return 2;
+    return 0;
+}
+
+const char* stage_text() {
+    if (config_match("aws_stage", "dev")) return "dev";
+    if (config_match("aws_stage", "qa")) return "qa";
+    return "prod";
+}
+
+// Sets TZ from the store so that local times are the router owner's; the
+// value stays set for the rest of the run.
+void apply_time_zone() {
+    const char* tz = config_get("time_zone");
+    setenv("TZ", tz != nullptr ? tz : "", 1);
+    tzset();
+}
+
+json_object* int_triple(int a, int b, int c) {
+    json_object* arr = json_object_new_array();
+    Add_object_Array_int(arr, a);
+    Add_object_Array_int(arr, b);
+    Add_object_Array_int(arr, c);
+    return arr;
+}
+
+json_object* alarm_object(const char* reason) {
+    json_object* alarm = json_object_new_object();
+    Add_object_string(alarm, "alarmReason", reason);
+    return alarm;
+}
+
+// Whole file as a C text (it ends at a NUL byte, as the cloud reads it), at
+// most kDiagnosticLogMax bytes; false when unreadable.
+bool read_log_text(const char* file, std::string& text) {
+    text.clear();
+    if (!read_whole_file(file, text, kDiagnosticLogMax)) return false;
+    text.resize(strlen(text.c_str()));
+    return true;
+}
+
+cpu_counters sample_cpu() {
+    char fields[8][21] = {};
+    cpu_util(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5], fields[6],
+             fields[7]);
+    return cpu_counters_from_fields(fields);
+}
+
+}  // namespace
+
+// ---- routerHardware ----------------------------------------------------------
+
+namespace {
+
+struct hardware_reading {
+    hardware_str hw;
+    struct tm local;
+    int auto_update;
+    int analytics;
+};
+
+// Reads everything the header reports, in the order the side effects
+// (trace, TZ, digests) are expected.
+void read_hardware(hardware_reading& r) {
+    hardware_str& hw = r.hw;
+    char mac[64] = "";
+
+    DC_TRACE("get_hardware_json", 300, "Collect routerHardware");
+    get_macaddr("br0", mac);
+
+    char model[32];
+    strncpyt(model, cat_file("/module_name"), sizeof model);
+    for (char* p = model; *p != '\0'; ++p) *p = (char)toupper((unsigned char)*p);
+    strncpyt(hw.modelName, model, sizeof hw.modelName);
+
+    char board_hw_id[128];
+    char board_id[32];
+    strncpyt(board_hw_id, cat_file("/tmp/board_hw_id"), sizeof board_hw_id);
+    strncpyt(board_id, cat_file("/proc/nvram/boardid"), sizeof board_id);
+    std::string revision = std::string(board_hw_id) + "," + board_id;
+    strncpyt(hw.hwRevision, revision.c_str(), sizeof hw.hwRevision);
+
+    strncpyt(hw.stage, stage_text(), sizeof hw.stage);
+    strncpyt(hw.macAddress, parse_mac(mac), sizeof hw.macAddress);
+    strncpyt(hw.serialNumber, cat_file("/tmp/Seria_Number"), sizeof hw.serialNumber);
+    hw.eventType = eventtype;
+
+    time_t now = time(nullptr);
+    apply_time_zone();
+    localtime_r(&now, &r.local);
+
+    r.auto_update = consent_option("agree_auto_up_TC");
+    r.analytics = consent_option("agree_collect_TC");
+    if (r.analytics == 2) {
+        // The user declined analytics: identify the router only by digests.
+        strncpyt(hw.macAddress, zol_md5_transform(hw.macAddress), sizeof hw.macAddress);
+        strncpyt(hw.serialNumber, zol_md5_transform(hw.serialNumber), sizeof hw.serialNumber);
+    }
+}
+
+}  // namespace
+
+json_object* get_hardware_json() {
+    hardware_reading r{};
+    read_hardware(r);
+    const hardware_str& hw = r.hw;
+
+    json_object* obj = json_object_new_object();
+    Add_object_string(obj, "productFamily", "router");
+    Add_object_string(obj, "modelName", hw.modelName);
+    Add_object_string(obj, "hwRevision", hw.hwRevision);
+    Add_object_string(obj, "stage", hw.stage);
+    json_object* device = json_object_new_object();
+    Add_object_string(device, "macAddress", hw.macAddress);
+    Add_object_string(device, "serialNumber", hw.serialNumber);
+    json_object_object_add(obj, "deviceInfo", device);
+    Add_object_int(obj, "eventType", hw.eventType);
+    json_object* stamp = json_object_new_object();
+    json_object_object_add(stamp, "date", int_triple(r.local.tm_year + 1900, r.local.tm_mon + 1,
+                                                     r.local.tm_mday));
+    json_object_object_add(stamp, "time",
+                           int_triple(r.local.tm_hour, r.local.tm_min, r.local.tm_sec));
+    json_object_object_add(obj, "timeStamp", stamp);
+    json_object_object_add(obj, "firmware", get_firmware_json(0));
+    Add_object_string(obj, "tncVersion", "2020-05-13");
+    Add_object_int(obj, "autoUpdateOption", r.auto_update);
+    Add_object_int(obj, "routerAnalyticsOption", r.analytics);
+    return obj;
+}
+
+// ---- CPU and memory ----------------------------------------------------------
+
+cpu_counters cpu_counters_from_fields(const char fields[8][21]) {
+    // Unsigned sums: corrupt counters wrap instead of overflowing.
+    cpu_counters c{0, 0};
+    for (int i = 0; i < 8; ++i) c.total += (uint64_t)strtoll(fields[i], nullptr, 10);
+    c.idle = (uint64_t)strtoll(fields[3], nullptr, 10);
+    return c;
+}
+
+cpu_counters cpu_counters_from_stat(const char* stat_text) {
+    char fields[8][21] = {};
+    const char* p = stat_text != nullptr ? stat_text : "";
+    while (*p != '\0') {
+        const char* end = strchr(p, '\n');
+        size_t len = end != nullptr ? (size_t)(end - p) : strlen(p);
+        char line[256];
+        strncpyt(line, std::string(p, len).c_str(), sizeof line);
+        if (strstr(line, "cpu ") != nullptr) {
+            // Unmatched fields stay empty and count 0.
+            sscanf(line, kCpuLineFormat, fields[0], fields[1], fields[2], fields[3], fields[4],
+                   fields[5], fields[6], fields[7]);
+            break;
+        }
+        if (end == nullptr) break;
+        p = end + 1;
+    }
+    return cpu_counters_from_fields(fields);
+}
+
+float cpu_utilization_between(const cpu_counters& before, const cpu_counters& after) {
+    // Differences as signed 64-bit values, as the kernel counters are.
+    int64_t dt = (int64_t)(after.total - before.total);
+    int64_t di = (int64_t)(after.idle - before.idle);
+    int64_t busy = (int64_t)((uint64_t)dt - (uint64_t)di);
+    return (float)((double)busy * 100 / (double)dt);
+}
+
+void format_utilization(float value, char* out, size_t size) {
+    char text[20];
+    snprintf(text, sizeof text, "%.2f%%", (double)value);
+    strncpyt(out, text, size);
+}
+
+void collect_CpuUtilizationsInfo() {
+    cpu_counters first = sample_cpu();
+    sleep(1);
+    cpu_counters second = sample_cpu();
+
+    char text[20];
+    format_utilization(cpu_utilization_between(first, second), text, sizeof text);
+    strncpyt(cpu_utilization, text, sizeof cpu_utilization);
+    DC_TRACE("collect_CpuUtilizationsInfo", 100, "Current CPU Utilization: %s\n", text);
+    threashold_check_setting();
+}
+
+void meminfo_lines_from_stream(FILE* fp, char* mem_total, char* mem_free, char* mem_buff,
+                               char* mem_cache) {
+    char line[64];
+    while (fgets(line, sizeof line, fp) != nullptr) {
+        if (strstr(line, "MemTotal:") != nullptr) copy_kept_line(mem_total, line);
+        if (strstr(line, "MemFree:") != nullptr) copy_kept_line(mem_free, line);
+        if (strstr(line, "Buffers:") != nullptr) copy_kept_line(mem_buff, line);
+        if (strstr(line, "Cached:") != nullptr) {
+            copy_kept_line(mem_cache, line);
+            break;
+        }
+    }
+}
+
+void meminfo_from_tmp(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache) {
+    FILE* fp = fopen("/tmp/meminfo", "r");
+    if (fp == nullptr) return;
+    meminfo_lines_from_stream(fp, mem_total, mem_free, mem_buff, mem_cache);
+    fclose(fp);
+}
+
+mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
+                               const char* mem_buff, const char* mem_cache) {
+    long long total = meminfo_kb(mem_total);
+    long long free_kb = meminfo_kb(mem_free);
+    long long buffers = meminfo_kb(mem_buff);
+    long long cached = meminfo_kb(mem_cache);
+    long long available = free_kb + buffers + cached;
+
+    mem_usage u{};
+    snprintf(u.total, sizeof u.total, "%lld", total / 1024);
+    snprintf(u.free, sizeof u.free, "%lld", available / 1024);
+    snprintf(u.used, sizeof u.used, "%lld", (total - free_kb - buffers - cached) / 1024);
+    float util = (float)(100 - (double)available * 100 / (double)total);
+    format_utilization(util, u.utilization, sizeof u.utilization);
+    return u;
+}
+
+mem_usage mem_usage_from_text(const char* meminfo_text) {
+    char t[64] = "", f[64] = "", b[64] = "", c[64] = "";
+    std::string text = meminfo_text != nullptr ? meminfo_text : "";
+    if (FILE* fp = fmemopen(&text[0], text.size() + 1, "r")) {
+        meminfo_lines_from_stream(fp, t, f, b, c);
+        fclose(fp);
+    }
+    return mem_usage_from_lines(t, f, b, c);
+}
+
+void collect_MemoryUtilizationsInfo() {
+    char t[64] = "", f[64] = "", b[64] = "", c[64] = "";
+    meminfo_from_tmp(t, f, b, c);
+    mem_usage u = mem_usage_from_lines(t, f, b, c);
+    DC_TRACE("collect_MemoryUtilizationsInfo", 162, "Current Memory Utilization: %s",
+             u.utilization);
+    strncpyt(memoryTotal, u.total, 31);
+    strncpyt(memoryFree, u.free, 31);
+    strncpyt(memoryUsed, u.used, 31);
+    strncpyt(mem_Utilization, u.utilization, 31);
+    threashold_check_setting();
+}
+
+void threashold_check_setting() {
+    // The reader's buffer is overwritten by the next read: format at once.
+    snprintf(cpuThresholdHigh, sizeof cpuThresholdHigh, "%s%%",
+             get_second_object_string_from_file(kPolicyFile, "eventLogPolicy",
+                                                "cpuThresholdHigh"));
+    snprintf(memoryUtilizationsHigh, sizeof memoryUtilizationsHigh, "%s%%",
+             get_second_object_string_from_file(kPolicyFile, "eventLogPolicy",
+                                                "memoryUtilizationsHigh"));
+}
+
+void get_full_content_from_file(const char* file, json_object* root, const char* name) {
+    std::string text;
+    if (!read_log_text(file, text) || text == "\n") text.clear();
+    Add_object_string(root, name, text.c_str());
+}
+
+json_object* get_event2Cpu_json() {
+    DC_TRACE("get_event2Cpu_json", 175, "write cpu utilizations");
+    collect_CpuUtilizationsInfo();
+
+    json_object* obj = json_object_new_object();
+    json_object_object_add(obj, "cpuUtilizationsAlarm",
+                           alarm_object("Router's CPU utilizations exceeded threshold"));
+    json_object* info = json_object_new_object();
+    Add_object_string(info, "cpuUtilizationsCurrent", cpu_utilization);
+    Add_object_string(info, "cpuUtilizationsThresholdHigh", cpuThresholdHigh);
+    run_shell("top -d 10 -n 1 -b > /tmp/toplog ");
+    get_full_content_from_file("/tmp/toplog", info, "topLog");
+    run_shell("rm /tmp/toplog");
+    json_object_object_add(obj, "cpuInfo", info);
+    return obj;
+}
+
+json_object* get_event2Mem_json() {
+    run_shell("cat /proc/meminfo > /tmp/meminfo");
+    DC_TRACE("get_event2Mem_json", 199, "write memory utilizations");
+    collect_MemoryUtilizationsInfo();
+
+    json_object* obj = json_object_new_object();
+    json_object_object_add(obj, "memoryUtilizationsAlarm",
+                           alarm_object("Router's Memory utilizations are too high"));
+    json_object* info = json_object_new_object();
+    Add_object_int(info, "memoryTotal", zol_atoi(memoryTotal));
+    Add_object_int(info, "memoryFree", zol_atoi(memoryFree));
+    Add_object_int(info, "memoryUsed", zol_atoi(memoryUsed));
+    Add_object_string(info, "memoryUtilization", mem_Utilization);
+    Add_object_string(info, "memoryThreshold", memoryUtilizationsHigh);
+    run_shell("ps > /tmp/pslog; cat /proc/slabinfo >/tmp/slabinfo");
+    get_full_content_from_file("/tmp/meminfo", info, "meminfoLog");
+    get_full_content_from_file("/tmp/slabinfo", info, "slabinfoLog");
+    get_full_content_from_file("/tmp/pslog", info, "psLog");
+    run_shell("rm /tmp/pslog /tmp/meminfo /tmp/slabinfo");
+    json_object_object_add(obj, "memoryInfo", info);
+    return obj;
+}
+
+// ---- kernel reboot -------------------------------------------------------------
+
+int get_last_reboot_reason(const char* reason_file) {
+    if (!file_exists(reason_file)) {
+        const char* stored = config_get("lastRebootReason");
+        return (stored != nullptr && *stored != '\0') ? zol_atoi(stored) : 0;
+    }
+    char line[256] = "";
+    if (FILE* fp = fopen(reason_file, "r")) {
+        if (fgets(line, sizeof line, fp) == nullptr) line[0] = '\0';
+        fclose(fp);
+    }
+    return (line[0] >= '0' && line[0] <= '9') ? zol_atoi(line) : 0;
+}
+
+json_object* get_event0_json() {
+    DC_TRACE("get_event0_json", 235, "Collect kernelRebootinfo");
+
+    long uptime = get_uptime();
+    apply_time_zone();
+    time_t boot = time(nullptr) - (time_t)uptime;
+    struct tm local {};
+    localtime_r(&boot, &local);
+    char boot_text[64];
+    snprintf(boot_text, sizeof boot_text, "%d/%d/%d %d:%d:%d", local.tm_year + 1900,
+             local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+
+    int reason = get_last_reboot_reason(kRebootReasonFile);
+
+    json_object* obj = json_object_new_object();
+    Add_object_string(obj, "lastRebootTimestamp", boot_text);
+    Add_object_int(obj, "lastRebootReason", reason);
+    if (reason == 1) {
+        std::string log;
+        if (read_log_text(kCrashLogFile, log)) {
+            Add_object_string(obj, "kernelCrashLog", log.c_str());
+        } else {
+            char header[128];
+            snprintf(header, sizeof header,
+                     "==================Kernel crash log %s ===============", boot_text);
+            Add_object_string(obj, "kernelCrashLog", header);
+        }
+    }
+    return obj;
+}
+
+// ---- firmware upgrade ------------------------------------------------------------
+
+const char* fw_event_type_text(const char* code) {
+    return lookup_code(kFwEventTypes, code, "APP upgrade");
+}
+
+const char* fw_check_result_text(const char* code) {
+    return lookup_code(kFwCheckResults, code, "");
+}
+
+void get_fwupgrade_log(json_object* object) {
+    std::string log;
+    read_log_text("/tmp/upgrade_fail_log", log);
+    Add_object_string(object, "fwupgrade_Log", log.c_str());
+}
+
+json_object* get_firmwareUpgrade_json() {
+    char event_type[64] = "";
+    char check_result[64] = "";
+    char triggered[64] = "";
+    strncpyt(event_type, fw_event_type_text(config_get("fw_eventType")), sizeof event_type);
+    strncpyt(check_result, fw_check_result_text(config_get("fwCheckresult")),
+             sizeof check_result);
+    strncpyt(triggered, config_match("fwupgartriggered", "0") ? "Not trigger" : "Triggered",
+             sizeof triggered);
+
+    json_object* obj = json_object_new_object();
+    Add_object_string(obj, "eventType", event_type);
+    Add_object_string(obj, "fwUpgradeTriggered", triggered);
+    char setting[1024];
+    snprintf(setting, sizeof setting, "%s=%s", "auto_update", config_get("agree_auto_up_TC"));
+    Add_object_string(obj, "firmwareConfigSetting", setting);
+    Add_object_string(obj, "fwCheckedDate", get_check_time());
+    Add_object_string(obj, "routerCurrentVersion", cat_file("/firmware_version"));
+    Add_object_string(obj, "routerNewVersion", cat_file("/tmp/auto_version"));
+    Add_object_string(obj, "fwCheckResult", check_result);
+    Add_object_string(obj, "fwupgrade_Method", config_get("fwupgrade_Method"));
+    get_fwupgrade_log(obj);
+    return obj;
+}
