@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "unit.h"
 #include "zol_json.h"
 
 namespace {
@@ -216,16 +217,6 @@ bool prints_back(const std::string& text) {
     return len == text.size() && memcmp(printed, text.data(), len) == 0;
 }
 
-bool read_file(const char* path, std::string& out) {
-    FILE* f = fopen(path, "rb");
-    if (!f) return false;
-    char buf[65536];
-    size_t got;
-    while ((got = fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, got);
-    fclose(f);
-    return true;
-}
-
 bool write_file(const char* path, const std::string& text) {
     FILE* f = fopen(path, "wb");
     if (!f) return false;
@@ -236,8 +227,10 @@ bool write_file(const char* path, const std::string& text) {
 // Drops the oldest elements by cutting text; false when the tree path must decide.
 bool trim_oldest_text(const char* file, const char* object_name, const char* array_name,
                       unsigned long room) {
+    // Longer files than this are left to the tree path, which reads any size.
+    const size_t kTextMax = 64u << 20;
     std::string t;
-    if (!read_file(file, t)) return false;
+    if (!read_whole_file(file, t, kTextMax) || t.size() >= kTextMax) return false;
     size_t root = skip_ws(t, 0);
     size_t obj = find_member(t, root, object_name, 1);
     size_t arr = find_member(t, obj, array_name, 2);

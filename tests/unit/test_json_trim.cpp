@@ -1,35 +1,26 @@
 // The fast trimming must leave exactly the file that the one-step-at-a-time
 // rule leaves (the cloud agent measures files, so every byte counts).
 #include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "../../bench/merge_reference.h"
 #include "Add_object.h"
 #include "data_collector.h"
 #include "json_trim.h"
+#include "test_util.h"
 #include "zol_json.h"
 
 namespace {
 
 const unsigned long kCeiling = 0x20000;
 
-class TrimTest : public ::testing::Test {
+class TrimTest : public TempDirTest {
    protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/trim_test.XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
-        fast_ = dir_ + "/fast";
-        ref_ = dir_ + "/ref";
-    }
-    void TearDown() override {
-        unlink(fast_.c_str());
-        unlink(ref_.c_str());
-        rmdir(dir_.c_str());
+        TempDirTest::SetUp();
+        fast_ = path("fast");
+        ref_ = path("ref");
     }
 
     // A list document like the scratch files: {object: {count?, array: [...]}}
@@ -57,18 +48,11 @@ class TrimTest : public ::testing::Test {
         std::ofstream(ref_, std::ios::binary) << in.rdbuf();
     }
 
-    static std::string slurp(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        std::ostringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-
     size_t length(const std::string& path, const char* object, const char* array) {
         return reference::array_length(path.c_str(), object, array);
     }
 
-    std::string dir_, fast_, ref_;
+    std::string fast_, ref_;
 };
 
 TEST_F(TrimTest, DropsOldestExactlyAsStepByStep) {
