@@ -2,7 +2,7 @@
 // fast trimming against the literal step-by-step rule, and checks that both
 // leave the same bytes. Usage: bench_merge [N ...] [--reference-max N]
 //   (default sizes 1000 10000 40000; the literal rule is run only up to
-//   --reference-max elements, default 10000, since its cost is quadratic).
+//   --reference-max elements, default 1000, since its cost is quadratic).
 #include <unistd.h>
 
 #include <chrono>
@@ -73,7 +73,7 @@ double seconds_since(std::chrono::steady_clock::time_point t0) {
 
 int main(int argc, char** argv) {
     std::vector<int> sizes;
-    int reference_max = 10000;
+    int reference_max = 1000;
     for (int i = 1; i < argc; ++i) {
         if (!strcmp(argv[i], "--reference-max") && i + 1 < argc)
             reference_max = atoi(argv[++i]);
