@@ -5,8 +5,6 @@
 #include "data_collector.h"
 
 #include <cJSON.h>
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -43,11 +41,6 @@ void write_document(const char* file, int type,
     json_object_object_add(root.get(), "routerHardware", get_hardware_json());
     for (const auto& m : members) json_object_object_add(root.get(), m.first, m.second());
     dump_json_to_file(root.get(), file);
-}
-
-unsigned long file_size(const char* path) {
-    struct stat st;
-    return stat(path, &st) == 0 ? static_cast<unsigned long>(st.st_size) : 0;
 }
 
 void report_overflow(const char* func, int line, const char* member) {
@@ -209,7 +202,7 @@ void collect_event22(char* file) {
         if (cJSON_IsArray(view)) count = cJSON_GetArraySize(view);
         cJSON_Delete(view);
     }
-    dump_json_to_file(side.get(), kScanFile);
+    autoup_set(kScanFile, text);  // the same bytes dump_json_to_file would write
     side.reset();
 
     combine_scanresult_json(file, kScanFile, count);

@@ -10,14 +10,14 @@
 #include "unit.h"
 #include "zol_json.h"
 
-namespace {
-
-const int kPretty = JSON_C_TO_STRING_PRETTY;
-
 unsigned long file_size(const char* path) {
     struct stat st;
     return stat(path, &st) == 0 ? static_cast<unsigned long>(st.st_size) : 0;
 }
+
+namespace {
+
+const int kPretty = JSON_C_TO_STRING_PRETTY;
 
 // Printed size of the document when its array keeps only elements [a, b).
 // json-c prints an array element at a fixed depth: "[\n", then each element
@@ -45,10 +45,7 @@ class ArraySizer {
             const char* text = json_object_to_json_string_length(
                 json_object_array_get_idx(arr_, i), kPretty, &len);
             unsigned long lines = 0;
-            for (const char* c = text; (c = static_cast<const char*>(
-                                            memchr(c, '\n', len - (c - text)))) != nullptr;
-                 ++c)
-                ++lines;
+            for (size_t c = 0; c < len; ++c) lines += text[c] == '\n';
             const unsigned long indent = 2 * kElementDepth;
             units_[i] = indent + len + indent * lines + 2;
         }
@@ -217,13 +214,6 @@ bool prints_back(const std::string& text) {
     return len == text.size() && memcmp(printed, text.data(), len) == 0;
 }
 
-bool write_file(const char* path, const std::string& text) {
-    FILE* f = fopen(path, "wb");
-    if (!f) return false;
-    bool ok = fwrite(text.data(), 1, text.size(), f) == text.size();
-    return fclose(f) == 0 && ok;
-}
-
 // Drops the oldest elements by cutting text; false when the tree path must decide.
 bool trim_oldest_text(const char* file, const char* object_name, const char* array_name,
                       unsigned long room) {
@@ -249,7 +239,8 @@ bool trim_oldest_text(const char* file, const char* object_name, const char* arr
     if (size_without(k) > room) return false;  // even one element does not fit
     if (!prints_back(text_without(k)) || (k > 1 && !prints_back(text_without(k - 1))))
         return false;
-    return write_file(file, text_without(k));
+    autoup_set(file, text_without(k).c_str());
+    return true;
 }
 
 }  // namespace

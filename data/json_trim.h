@@ -4,6 +4,9 @@
 // computed without rewriting the file at every step.
 #pragma once
 
+// Size in bytes as the file system reports it; 0 for a missing file.
+unsigned long file_size(const char* path);
+
 // Drops the first (oldest) elements of object_name.array_name until
 // root_size + file size <= ceiling, or the array is empty.
 void trim_oldest(const char* file, const char* object_name, const char* array_name,
