@@ -75,11 +75,9 @@ void get_cloudinfo(json_object* my_object, const char* name, const char* publish
 
     json_object* info = nullptr;
     json_object* header = nullptr;
-    // A publishEventInfo that is not an object carries no event identity, so
-    // the header keeps its own: the cloud still gets a complete header rather
-    // than one with nulled eventType and timeStamp.
+    // Any publishEventInfo replaces the header's event identity; members it
+    // does not hold (all of them when it is not an object) become null.
     if (json_object_object_get_ex(input.get(), kPublishInfo, &info) &&
-        json_object_is_type(info, json_type_object) &&
         json_object_object_get_ex(my_object, kHeader, &header)) {
         for (const char* member : kOverrides)
             get_publishEventInfo_header_from_object(header, info, member);

@@ -19,8 +19,6 @@ constexpr const char* kReasonFile = "/tmp/router-analytics/disconn_reason";
 constexpr const char* kSavedGwFile = "/tmp/router-analytics/gw_disconn_duration";
 // The save command is formatted into a field of this size.
 constexpr size_t kSaveCmdSize = 128;
-// The event's texts are copied into fields of this size.
-constexpr size_t kTextFieldSize = 32;
 
 const struct {
     const char* wan_proto;
@@ -32,7 +30,8 @@ const struct {
     {"l2tp", "L2TP"},
 };
 
-// The cloud files these texts as they are, spelling included.
+// The cloud files these texts as they are, spelling included (each is
+// shorter than the event's 32-byte text fields).
 const char* const kReasons[] = {
     "DUT WAN down",        // 1
     "DNS cannot resolv",   // 2
@@ -53,12 +52,6 @@ int32_t to_int32(const char* text) {
 // 32-bit arithmetic that wraps like the router's instead of overflowing.
 int32_t wrap32(int64_t v) {
     return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v)));
-}
-
-void add_text(json_object* obj, const char* name, const char* value) {
-    char field[kTextFieldSize] = {0};
-    strncpyt(field, value, sizeof field);
-    Add_object_string(obj, name, field);
 }
 
 }  // namespace
@@ -90,8 +83,9 @@ json_object* build_internetDisconnEvent(const DisconnInputs& in) {
     Add_object_int(obj, "recoveredTimeStamp", recovered);
     Add_object_int(obj, "internetDisconnDuration", wrap32(int64_t{recovered} - start));
     Add_object_int(obj, "gwDisconnDuration", wrap32(int64_t{gw_minutes} * 60));
-    add_text(obj, "internetConfig", internet_config_name(in.wan_proto));
-    add_text(obj, "InternetDisconnReason", disconn_reason_text(in.reason_code, gw_minutes));
+    Add_object_string(obj, "internetConfig", internet_config_name(in.wan_proto));
+    Add_object_string(obj, "InternetDisconnReason",
+                      disconn_reason_text(in.reason_code, gw_minutes));
     return obj;
 }
 

@@ -11,6 +11,7 @@
 #include "zol_json.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -30,9 +31,6 @@ namespace {
 const char kPolicyFile[] = "/tmp/router-analytics/RAE_Policy.json";
 const char kRebootReasonFile[] = "/tmp/reboot_reason";
 const char kCrashLogFile[] = "/tmp/crash_aws_log";
-// The /proc/stat line format of cpu_util(): user, nice, system, idle,
-// iowait, irq, softirq, steal.
-const char kCpuLineFormat[] = "cpu  %20s %20s %20s %20s %20s %20s %20s %20s";
 
 // Working record of the header; the two time stamp texts are never filled,
 // the header takes the broken-down time directly.
@@ -93,24 +91,11 @@ long long clamp_counter(long long v) {
 }
 
 // The kB count of a meminfo line ("MemTotal:   262144 kB"); 0 when the line
-// is missing or has fewer than two words (last_str needs two).
+// is missing or has fewer than two words.
 long long meminfo_kb(const char* line) {
     char copy[64];
     strncpyt(copy, line, sizeof copy);
-    int words = 0;
-    for (const char* p = copy; *p != '\0';) {
-        while (*p == ' ' || *p == '\t' || *p == '\n') ++p;
-        if (*p == '\0') break;
-        ++words;
-        while (*p != '\0' && *p != ' ' && *p != '\t' && *p != '\n') ++p;
-    }
-    if (words < 2) return 0;
-    const char* word = last_str(copy);
-    return word != nullptr ? clamp_counter(strtoll(word, nullptr, 10)) : 0;
-}
-
-void copy_kept_line(char* dst, const char* line) {
-    strncpyt(dst, line, 64);
+    return clamp_counter(strtoll(last_str(copy), nullptr, 10));
 }
 
 // 1 for "1", 2 for "0", 0 for anything else (the cloud's consent encoding).
@@ -129,8 +114,7 @@ const char* stage_text() {
 // Sets TZ from the store so that local times are the router owner's; the
 // value stays set for the rest of the run.
 void apply_time_zone() {
-    const char* tz = config_get("time_zone");
-    setenv("TZ", tz != nullptr ? tz : "", 1);
+    setenv("TZ", config_get("time_zone"), 1);
     tzset();
 }
 
@@ -142,10 +126,15 @@ json_object* int_triple(int a, int b, int c) {
     return arr;
 }
 
-json_object* alarm_object(const char* reason) {
-    json_object* alarm = json_object_new_object();
-    Add_object_string(alarm, "alarmReason", reason);
-    return alarm;
+// The alarm events' shape: {<alarm>: {"alarmReason": reason}, <info_name>: info}.
+json_object* alarm_event(const char* alarm, const char* reason, const char* info_name,
+                         json_object* info) {
+    json_object* reason_obj = json_object_new_object();
+    Add_object_string(reason_obj, "alarmReason", reason);
+    json_object* obj = json_object_new_object();
+    json_object_object_add(obj, alarm, reason_obj);
+    json_object_object_add(obj, info_name, info);
+    return obj;
 }
 
 // Whole file as a C text (it ends at a NUL byte, as the cloud reads it), at
@@ -256,26 +245,6 @@ cpu_counters cpu_counters_from_fields(const char fields[8][21]) {
     return c;
 }
 
-cpu_counters cpu_counters_from_stat(const char* stat_text) {
-    char fields[8][21] = {};
-    const char* p = stat_text != nullptr ? stat_text : "";
-    while (*p != '\0') {
-        const char* end = strchr(p, '\n');
-        size_t len = end != nullptr ? (size_t)(end - p) : strlen(p);
-        char line[256];
-        strncpyt(line, std::string(p, len).c_str(), sizeof line);
-        if (strstr(line, "cpu ") != nullptr) {
-            // Unmatched fields stay empty and count 0.
-            sscanf(line, kCpuLineFormat, fields[0], fields[1], fields[2], fields[3], fields[4],
-                   fields[5], fields[6], fields[7]);
-            break;
-        }
-        if (end == nullptr) break;
-        p = end + 1;
-    }
-    return cpu_counters_from_fields(fields);
-}
-
 float cpu_utilization_between(const cpu_counters& before, const cpu_counters& after) {
     // Differences as signed 64-bit values, as the kernel counters are.
     int64_t dt = (int64_t)(after.total - before.total);
@@ -302,25 +271,8 @@ void collect_CpuUtilizationsInfo() {
     threashold_check_setting();
 }
 
-void meminfo_lines_from_stream(FILE* fp, char* mem_total, char* mem_free, char* mem_buff,
-                               char* mem_cache) {
-    char line[64];
-    while (fgets(line, sizeof line, fp) != nullptr) {
-        if (strstr(line, "MemTotal:") != nullptr) copy_kept_line(mem_total, line);
-        if (strstr(line, "MemFree:") != nullptr) copy_kept_line(mem_free, line);
-        if (strstr(line, "Buffers:") != nullptr) copy_kept_line(mem_buff, line);
-        if (strstr(line, "Cached:") != nullptr) {
-            copy_kept_line(mem_cache, line);
-            break;
-        }
-    }
-}
-
 void meminfo_from_tmp(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache) {
-    FILE* fp = fopen("/tmp/meminfo", "r");
-    if (fp == nullptr) return;
-    meminfo_lines_from_stream(fp, mem_total, mem_free, mem_buff, mem_cache);
-    fclose(fp);
+    meminfo_from("/tmp/meminfo", mem_total, mem_free, mem_buff, mem_cache);
 }
 
 mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
@@ -338,16 +290,6 @@ mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
     float util = (float)(100 - (double)available * 100 / (double)total);
     format_utilization(util, u.utilization, sizeof u.utilization);
     return u;
-}
-
-mem_usage mem_usage_from_text(const char* meminfo_text) {
-    char t[64] = "", f[64] = "", b[64] = "", c[64] = "";
-    std::string text = meminfo_text != nullptr ? meminfo_text : "";
-    if (FILE* fp = fmemopen(&text[0], text.size() + 1, "r")) {
-        meminfo_lines_from_stream(fp, t, f, b, c);
-        fclose(fp);
-    }
-    return mem_usage_from_lines(t, f, b, c);
 }
 
 void collect_MemoryUtilizationsInfo() {
@@ -383,17 +325,14 @@ json_object* get_event2Cpu_json() {
     DC_TRACE("get_event2Cpu_json", 175, "write cpu utilizations");
     collect_CpuUtilizationsInfo();
 
-    json_object* obj = json_object_new_object();
-    json_object_object_add(obj, "cpuUtilizationsAlarm",
-                           alarm_object("Router's CPU utilizations exceeded threshold"));
     json_object* info = json_object_new_object();
     Add_object_string(info, "cpuUtilizationsCurrent", cpu_utilization);
     Add_object_string(info, "cpuUtilizationsThresholdHigh", cpuThresholdHigh);
     run_shell("top -d 10 -n 1 -b > /tmp/toplog ");
     get_full_content_from_file("/tmp/toplog", info, "topLog");
     run_shell("rm /tmp/toplog");
-    json_object_object_add(obj, "cpuInfo", info);
-    return obj;
+    return alarm_event("cpuUtilizationsAlarm", "Router's CPU utilizations exceeded threshold",
+                       "cpuInfo", info);
 }
 
 json_object* get_event2Mem_json() {
@@ -401,9 +340,6 @@ json_object* get_event2Mem_json() {
     DC_TRACE("get_event2Mem_json", 199, "write memory utilizations");
     collect_MemoryUtilizationsInfo();
 
-    json_object* obj = json_object_new_object();
-    json_object_object_add(obj, "memoryUtilizationsAlarm",
-                           alarm_object("Router's Memory utilizations are too high"));
     json_object* info = json_object_new_object();
     Add_object_int(info, "memoryTotal", zol_atoi(memoryTotal));
     Add_object_int(info, "memoryFree", zol_atoi(memoryFree));
@@ -415,17 +351,14 @@ json_object* get_event2Mem_json() {
     get_full_content_from_file("/tmp/slabinfo", info, "slabinfoLog");
     get_full_content_from_file("/tmp/pslog", info, "psLog");
     run_shell("rm /tmp/pslog /tmp/meminfo /tmp/slabinfo");
-    json_object_object_add(obj, "memoryInfo", info);
-    return obj;
+    return alarm_event("memoryUtilizationsAlarm", "Router's Memory utilizations are too high",
+                       "memoryInfo", info);
 }
 
 // ---- kernel reboot -------------------------------------------------------------
 
 int get_last_reboot_reason(const char* reason_file) {
-    if (!file_exists(reason_file)) {
-        const char* stored = config_get("lastRebootReason");
-        return (stored != nullptr && *stored != '\0') ? zol_atoi(stored) : 0;
-    }
+    if (!file_exists(reason_file)) return zol_atoi(config_get("lastRebootReason"));
     char line[256] = "";
     if (FILE* fp = fopen(reason_file, "r")) {
         if (fgets(line, sizeof line, fp) == nullptr) line[0] = '\0';
@@ -482,25 +415,17 @@ void get_fwupgrade_log(json_object* object) {
 }
 
 json_object* get_firmwareUpgrade_json() {
-    char event_type[64] = "";
-    char check_result[64] = "";
-    char triggered[64] = "";
-    strncpyt(event_type, fw_event_type_text(config_get("fw_eventType")), sizeof event_type);
-    strncpyt(check_result, fw_check_result_text(config_get("fwCheckresult")),
-             sizeof check_result);
-    strncpyt(triggered, config_match("fwupgartriggered", "0") ? "Not trigger" : "Triggered",
-             sizeof triggered);
-
     json_object* obj = json_object_new_object();
-    Add_object_string(obj, "eventType", event_type);
-    Add_object_string(obj, "fwUpgradeTriggered", triggered);
+    Add_object_string(obj, "eventType", fw_event_type_text(config_get("fw_eventType")));
+    Add_object_string(obj, "fwUpgradeTriggered",
+                      config_match("fwupgartriggered", "0") ? "Not trigger" : "Triggered");
     char setting[1024];
     snprintf(setting, sizeof setting, "%s=%s", "auto_update", config_get("agree_auto_up_TC"));
     Add_object_string(obj, "firmwareConfigSetting", setting);
     Add_object_string(obj, "fwCheckedDate", get_check_time());
     Add_object_string(obj, "routerCurrentVersion", cat_file("/firmware_version"));
     Add_object_string(obj, "routerNewVersion", cat_file("/tmp/auto_version"));
-    Add_object_string(obj, "fwCheckResult", check_result);
+    Add_object_string(obj, "fwCheckResult", fw_check_result_text(config_get("fwCheckresult")));
     Add_object_string(obj, "fwupgrade_Method", config_get("fwupgrade_Method"));
     get_fwupgrade_log(obj);
     return obj;

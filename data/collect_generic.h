@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
 json_object* get_hardware_json();
 
@@ -46,8 +45,6 @@ struct cpu_counters {
 // From the eight counter texts (user, nice, system, idle, iowait, irq,
 // softirq, steal) as cpu_util() leaves them; empty texts count 0.
 cpu_counters cpu_counters_from_fields(const char fields[8][21]);
-// From one /proc/stat text (the first line holding "cpu "); zeros without it.
-cpu_counters cpu_counters_from_stat(const char* stat_text);
 // Busy share between two samples in percent; a zero interval gives nan.
 float cpu_utilization_between(const cpu_counters& before, const cpu_counters& after);
 // "%.2f%%" as the documents show utilisations (at most 19 characters).
@@ -60,14 +57,9 @@ struct mem_usage {
     char used[32];
     char utilization[32];
 };
-// Reads meminfo lines the way meminfo() does (64-byte lines, stops at the
-// first "Cached:" line) into buffers of at least 64 bytes.
-void meminfo_lines_from_stream(FILE* fp, char* mem_total, char* mem_free, char* mem_buff,
-                               char* mem_cache);
+// From the lines meminfo() keeps (MemTotal, MemFree, Buffers, Cached).
 mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
                                const char* mem_buff, const char* mem_cache);
-// Whole /proc/meminfo text to the reported figures.
-mem_usage mem_usage_from_text(const char* meminfo_text);
 
 // Reason code of the last reboot: the first line of reason_file when that
 // file exists, else the store key lastRebootReason.

@@ -20,7 +20,8 @@ constexpr size_t kFwFieldSize = 64;
 constexpr const char* kUbinfoFile = "/tmp/ubinfo_ubi0.txt";
 constexpr const char* kEvent10File = "/tmp/aws_json_eventtype10";
 constexpr const char* kDbgLineFile = "/tmp/dbgLogs-line";
-// The revision commands are formatted into fields of this size.
+// The revision commands are formatted into fields of this size; built from
+// constants and a bounded line number, they always fit.
 constexpr size_t kReviseCmdSize = 200;
 
 // ubinfo's answer; every call overwrites it.
@@ -61,15 +62,6 @@ char* ubinfo_extract(const char* item) {
     }
     ubinfo_buf[0] = '\0';
     return ubinfo_buf;
-}
-
-bool run_bounded(const char* fmt_desc, int n) {
-    // A command that did not fit its field is not run half-written.
-    if (n < 0 || static_cast<size_t>(n) >= kReviseCmdSize) {
-        RA_logger("dbgLogs: command too long (%s)", fmt_desc);
-        return false;
-    }
-    return true;
 }
 
 }  // namespace
@@ -129,18 +121,17 @@ json_object* get_dbgLogs_json() {
 // with one record object; the pretty-printed file is edited into that shape.
 void dbgLogs_revised() {
     char cmd[kReviseCmdSize];
-    int n = snprintf(cmd, sizeof cmd, "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' %s",
-                     kEvent10File);
-    if (run_bounded("open", n)) run_shell(cmd);
+    snprintf(cmd, sizeof cmd, "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' %s", kEvent10File);
+    run_shell(cmd);
 
-    n = snprintf(cmd, sizeof cmd, "cat %s | grep -n dbgMsg | awk -F \":\" '{print $1}' > %s",
-                 kEvent10File, kDbgLineFile);
-    if (run_bounded("find", n)) run_shell(cmd);
+    snprintf(cmd, sizeof cmd, "cat %s | grep -n dbgMsg | awk -F \":\" '{print $1}' > %s",
+             kEvent10File, kDbgLineFile);
+    run_shell(cmd);
 
     // dbgMsg is the record's last member and its text is escaped onto one
     // line, so the line after it holds the record's closing brace.
     long line = strtol(cat_file(kDbgLineFile), nullptr, 10);
     if (line < 0 || line > 1000000) line = 0;
-    n = snprintf(cmd, sizeof cmd, "sed -i '%lds/}/}]/g' %s", line + 1, kEvent10File);
-    if (run_bounded("close", n)) run_shell(cmd);
+    snprintf(cmd, sizeof cmd, "sed -i '%lds/}/}]/g' %s", line + 1, kEvent10File);
+    run_shell(cmd);
 }

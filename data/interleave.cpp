@@ -49,12 +49,23 @@ bool write_full(int fd, const unsigned char* buf, size_t len) {
     return true;
 }
 
-int fail_write(int in, int out, const char* ofile) {
-    fprintf(stderr, "write data to %s fail: %s\n", ofile, strerror(errno));
+int close_both(int in, int out, int rc) {
     close(in);
     close(out);
-    return -1;
+    return rc;
 }
+
+int fail_write(int in, int out, const char* ofile) {
+    fprintf(stderr, "write data to %s fail: %s\n", ofile, strerror(errno));
+    return close_both(in, out, -1);
+}
+
+const char kRemovePlain[] =
+    "/bin/rm /tmp/router-analytics/rootCA.crt /tmp/router-analytics/certificate.pem.crt "
+    "/tmp/router-analytics/private.pem.key 2> /dev/null";
+const char kRemoveHidden[] =
+    "/bin/rm /tmp/router-analytics/.rootCA.crt /tmp/router-analytics/.certificate.pem.crt "
+    "/tmp/router-analytics/.private.pem.key 2> /dev/null";
 
 }  // namespace
 
@@ -79,9 +90,7 @@ int interleave_file(const char* ifile, const char* ofile, int offset, int to_cha
         int want = left < kBlock ? left : kBlock;
         if (read_full(in, in_block, static_cast<size_t>(want)) != want) {
             fprintf(stderr, "data in %s little than offset %d\n", ifile, offset);
-            close(in);
-            close(out);
-            return -1;
+            return close_both(in, out, -1);
         }
         if (!write_full(out, in_block, static_cast<size_t>(want))) return fail_write(in, out, ofile);
         left -= want;
@@ -94,15 +103,11 @@ int interleave_file(const char* ifile, const char* ofile, int offset, int to_cha
         ssize_t n = read_full(in, in_block, sizeof(in_block));
         if (n < 0) {
             fprintf(stderr, "read data from %s fail: %s\n", ifile, strerror(errno));
-            close(in);
-            close(out);
-            return -1;
+            return close_both(in, out, -1);
         }
         if (n < kBlock) {
             if (!write_full(out, in_block, static_cast<size_t>(n))) return fail_write(in, out, ofile);
-            close(in);
-            close(out);
-            return 0;
+            return close_both(in, out, 0);
         }
         for (int i = 0; i < kGroups; ++i)
             memcpy(out_block + map[i] * kGroup, in_block + i * kGroup, kGroup);
@@ -119,15 +124,9 @@ void interleave_files() {
     for (const auto& pair : pairs) {
         if (interleave_file(pair[0], pair[1], 0, 0) != 0) {
             // No credential may stay behind in either form after a failure.
-            run_shell("/bin/rm /tmp/router-analytics/.rootCA.crt "
-                      "/tmp/router-analytics/.certificate.pem.crt "
-                      "/tmp/router-analytics/.private.pem.key 2> /dev/null");
-            run_shell("/bin/rm /tmp/router-analytics/rootCA.crt "
-                      "/tmp/router-analytics/certificate.pem.crt "
-                      "/tmp/router-analytics/private.pem.key 2> /dev/null");
-            return;
+            run_shell(kRemoveHidden);
+            break;
         }
     }
-    run_shell("/bin/rm /tmp/router-analytics/rootCA.crt /tmp/router-analytics/certificate.pem.crt "
-              "/tmp/router-analytics/private.pem.key 2> /dev/null");
+    run_shell(kRemovePlain);
 }

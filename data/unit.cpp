@@ -58,7 +58,7 @@ void RA_logger(const char* fmt, ...)
     if (localtime_r(&now, &local))
         strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", &local);
 
-    // The cloud-side log reader expects lines of at most 16,382 message chars.
+    // Bound one below the buffer: a message keeps at most 16,382 characters.
     static char message[16384];
     va_list ap;
     va_start(ap, fmt);
@@ -98,8 +98,7 @@ namespace {
 
 // At most 98 further arguments, so that the vector of 100 entries keeps its
 // closing null entry.
-constexpr int kMaxFurtherArgs = 98;
-constexpr int kArgSlot = 2048;
+constexpr size_t kMaxFurtherArgs = 98;
 
 const char* errno_text(int err)
 {
@@ -112,14 +111,11 @@ const char* errno_text(int err)
 #endif
 }
 
-// Only async-signal-safe calls: the vfork child borrows the parent's memory.
+// Plain write() calls only: the vfork child borrows the parent's memory.
 [[noreturn]] void child_fail_open(const char* name, int err)
 {
-    char line[1024];
-    int n = snprintf(line, sizeof line, "can not open %s %s\n", name, errno_text(err));
-    if (n > 0) {
-        size_t len = n < static_cast<int>(sizeof line) ? static_cast<size_t>(n) : sizeof line - 1;
-        ssize_t ignored = write(STDOUT_FILENO, line, len);
+    for (const char* part : {"can not open ", name, " ", errno_text(err), "\n"}) {
+        ssize_t ignored = write(STDOUT_FILENO, part, strlen(part));
         (void)ignored;
     }
     _exit(127);
@@ -163,6 +159,34 @@ int child_open(const char* path, unsigned char mode)
     _exit(127);
 }
 
+// While a child runs, SIGQUIT and SIGINT are ignored and SIGCHLD has its
+// default action, as with system(); the caller's handlers come back after.
+class ChildSignals {
+public:
+    ChildSignals()
+    {
+        struct sigaction ignore {}, dfl {};
+        ignore.sa_handler = SIG_IGN;
+        dfl.sa_handler = SIG_DFL;
+        sigemptyset(&ignore.sa_mask);
+        sigemptyset(&dfl.sa_mask);
+        sigaction(SIGQUIT, &ignore, &old_quit_);
+        sigaction(SIGINT, &ignore, &old_int_);
+        sigaction(SIGCHLD, &dfl, &old_chld_);
+    }
+    ~ChildSignals()
+    {
+        sigaction(SIGQUIT, &old_quit_, nullptr);
+        sigaction(SIGINT, &old_int_, nullptr);
+        sigaction(SIGCHLD, &old_chld_, nullptr);
+    }
+    ChildSignals(const ChildSignals&) = delete;
+    ChildSignals& operator=(const ChildSignals&) = delete;
+
+private:
+    struct sigaction old_quit_ {}, old_int_ {}, old_chld_ {};
+};
+
 }  // namespace
 
 int zol_safe_system(const char* output, const char* output2, unsigned char mode,
@@ -172,23 +196,19 @@ int zol_safe_system(const char* output, const char* output2, unsigned char mode,
         return -1;
 
     // The whole vector is made here: the vfork child must not allocate.
-    std::vector<std::vector<char>> copies;
+    // str_replace bounds each argument to 2,047 characters.
+    std::vector<std::string> copies;
     va_list ap;
     va_start(ap, cmd);
     for (const char* arg = va_arg(ap, const char*); arg; arg = va_arg(ap, const char*)) {
-        if (static_cast<int>(copies.size()) == kMaxFurtherArgs) {
+        if (copies.size() == kMaxFurtherArgs) {
             printf("warning: drop some argv!\n");
-            fflush(stdout);
             break;
         }
-        copies.emplace_back(kArgSlot, '\0');
-        zol_strncpy(copies.back().data(), str_replace(arg), kArgSlot);
+        copies.emplace_back(str_replace(arg));
     }
     va_end(ap);
-
-    std::vector<char*> argv;
-    argv.reserve(copies.size() + 2);
-    argv.push_back(const_cast<char*>(cmd));
+    std::vector<char*> argv{const_cast<char*>(cmd)};
     for (auto& c : copies)
         argv.push_back(c.data());
     argv.push_back(nullptr);
@@ -197,22 +217,12 @@ int zol_safe_system(const char* output, const char* output2, unsigned char mode,
     fflush(stdout);
     fflush(stderr);
 
-    struct sigaction ignore {}, dfl {}, old_quit {}, old_int {}, old_chld {};
-    ignore.sa_handler = SIG_IGN;
-    dfl.sa_handler = SIG_DFL;
-    sigemptyset(&ignore.sa_mask);
-    sigemptyset(&dfl.sa_mask);
-    sigaction(SIGQUIT, &ignore, &old_quit);
-    sigaction(SIGINT, &ignore, &old_int);
-    sigaction(SIGCHLD, &dfl, &old_chld);
-
-    int status = -1;
+    ChildSignals signals;
     pid_t pid = vfork();
     if (pid == 0)
         run_child(output, output2, mode, cmd, argv.data());
+    int status = -1;
     if (pid > 0) {
-        sigaction(SIGQUIT, &ignore, nullptr);
-        sigaction(SIGINT, &ignore, nullptr);
         pid_t got;
         do {
             got = wait4(pid, &status, 0, nullptr);
@@ -220,9 +230,6 @@ int zol_safe_system(const char* output, const char* output2, unsigned char mode,
         if (got < 0)
             status = -1;
     }
-    sigaction(SIGQUIT, &old_quit, nullptr);
-    sigaction(SIGINT, &old_int, nullptr);
-    sigaction(SIGCHLD, &old_chld, nullptr);
     return status;
 }
 
@@ -673,10 +680,10 @@ float memory_utilization_from(const char* path)
 {
     char total[64] = "", free_[64] = "", buffers[64] = "", cached[64] = "";
     meminfo_from(path, total, free_, buffers, cached);
-    float t = static_cast<float>(atoi(last_str(total)));
-    float f = static_cast<float>(atoi(last_str(free_)));
-    float b = static_cast<float>(atoi(last_str(buffers)));
-    float c = static_cast<float>(atoi(last_str(cached)));
+    float t = static_cast<float>(zol_atoi(last_str(total)));
+    float f = static_cast<float>(zol_atoi(last_str(free_)));
+    float b = static_cast<float>(zol_atoi(last_str(buffers)));
+    float c = static_cast<float>(zol_atoi(last_str(cached)));
     if (t == 0.0f)  // no counters: report 0 rather than a NaN in the document
         return 0.0f;
     return (t - f - b - c) * 100.0f / t;

@@ -129,12 +129,10 @@ char* zol_get_json_object_to_string(json_object* root_obj, const char* data_name
 {
     static char buf[kTextBuf];
     json_object* member = local_json_object_object_get(root_obj, data_name);
-    if (!member) {
+    if (member)
+        copy_text(buf, member);
+    else
         buf[0] = '\0';
-        return buf;
-    }
-    const char* text = json_object_get_string(member);
-    snprintf(buf, kTextBound, "%s", text ? text : "");
     return buf;
 }
 
@@ -166,14 +164,13 @@ int match_mac_to_get_string_from_file(const char* satellite_mac, const char* fil
         fclose(fp);
     }
 
+    // name":"value"<rest>: the rest tells whether another member follows. A
+    // line that does not split that far leaves token at buff.
     const char* token = buff;
-    if (data_name && strstr(line, data_name)) {
-        // name":"value"<rest>: the rest tells whether another member follows.
-        char* save = nullptr;
-        strtok_r(line, ":", &save);
-        strtok_r(nullptr, "\"", &save);
+    char* save = nullptr;
+    if (data_name && strstr(line, data_name) && strtok_r(line, ":", &save) &&
+        strtok_r(nullptr, "\"", &save))
         token = strtok_r(nullptr, "\"", &save);
-    }
     if (!token)
         return 1;
     return token[0] == ',' ? 1 : 0;

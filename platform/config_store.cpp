@@ -283,35 +283,27 @@ int update_store(const char* name, const std::string* value) {
     std::string old_text;
     mode_t mode;
     if (!load_for_update(path, &old_text, &mode)) return -1;
+    // Like for like: the rewrite ends every line with '\n'.
+    if (!old_text.empty() && old_text.back() != '\n') old_text += '\n';
 
-    std::string wanted = value ? std::string(name) + "=" + encode_value(*value) : std::string();
+    // Empty when removing, so the same pass serves both.
+    std::string wanted = value ? std::string(name) + "=" + encode_value(*value) + "\n" : "";
     std::string out;
-    out.reserve(old_text.size() + wanted.size() + 1);
-    int matches = 0;
-    bool unchanged = true;
+    out.reserve(old_text.size() + wanted.size());
+    bool seen = false;
     for (std::string_view line : split_lines(old_text)) {
         bool has_eq = false;
         std::string_view line_key = line_name(line, &has_eq);
-        if (!has_eq || line_key != name) {
-            out.append(line.data(), line.size());
-            out += '\n';
+        if (has_eq && line_key == name) {
+            if (!seen) out += wanted;
+            seen = true;
             continue;
         }
-        if (++matches == 1 && value) {
-            unchanged = unchanged && line == wanted;
-            out += wanted;
-            out += '\n';
-        } else {
-            unchanged = false;
-        }
-    }
-    if (matches == 0 && value) {
-        out += wanted;
+        out.append(line.data(), line.size());
         out += '\n';
-        unchanged = false;
     }
-    if (matches == 0 && !value) return 0;
-    if (unchanged) return 0;
+    if (!seen) out += wanted;
+    if (out == old_text) return 0;
     if (!replace_file(path, out, mode)) return -1;
 
     std::lock_guard<std::mutex> g(cache().mu);

@@ -42,7 +42,7 @@ TEST_F(Credentials, InterleavesFullBlocksOnly) {
     EXPECT_EQ(slurp(path("back")), data);
     struct stat st {};
     ASSERT_EQ(stat(path("chaos").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0622, 0600u);  // key material: owner only
+    EXPECT_EQ(st.st_mode & 0622, 0600u);  // created 0644: nobody else may write
 
     put("exact", pattern(256));
     ASSERT_EQ(interleave("exact", "exact.out", 0, 0), 0);
