@@ -237,9 +237,9 @@ bool trim_oldest_text(const char* file, const char* object_name, const char* arr
     auto text_without = [&](size_t k) { return t.substr(0, arr + 1) + t.substr(ends[k - 1] + 1); };
     size_t k = first_fit(n - 1, room, size_without);
     if (size_without(k) > room) return false;  // even one element does not fit
-    if (!prints_back(text_without(k)) || (k > 1 && !prints_back(text_without(k - 1))))
-        return false;
-    autoup_set(file, text_without(k).c_str());
+    const std::string kept = text_without(k);
+    if (!prints_back(kept) || (k > 1 && !prints_back(text_without(k - 1)))) return false;
+    autoup_set(file, kept.c_str());
     return true;
 }
 
