@@ -3,6 +3,7 @@
 
 #include <json-c/printbuf.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -21,7 +22,7 @@ void Add_object_boolean(json_object* my_object, const char* name, int value)
 
 void Add_object_string(json_object* my_object, const char* name, const char* value)
 {
-    json_object_object_add(my_object, name, json_object_new_string(value ? value : ""));
+    json_object_object_add(my_object, name, zol_json_object_new_string(value));
 }
 
 void Add_object_double(json_object* my_object, const char* name, double value)
@@ -41,7 +42,7 @@ void Add_object_Array_double(json_object* my_object, double value)
 
 void Add_object_Array_string(json_object* my_object, const char* value)
 {
-    json_object_array_add(my_object, json_object_new_string(value ? value : ""));
+    json_object_array_add(my_object, zol_json_object_new_string(value));
 }
 
 json_object* zol_json_object_new_double(double d)
@@ -64,10 +65,9 @@ int zol_json_object_double_to_json_string(json_object* jso, struct printbuf* pb,
         *point = '.';
     } else {
         point = strchr(text, '.');
-        if (!point) {  // nan, inf, -inf
-            int len = static_cast<int>(strlen(text));
-            printbuf_memappend(pb, text, len);
-            return len;
+        if (!point) {  // nan, inf, -inf: no JSON number, and the cloud rejects bare tokens
+            printbuf_memappend(pb, "null", 4);
+            return 4;
         }
     }
 
@@ -83,4 +83,164 @@ int zol_json_object_double_to_json_string(json_object* jso, struct printbuf* pb,
     int len = static_cast<int>(strlen(text));
     printbuf_memappend(pb, text, len);
     return len;
+}
+
+// ---- strict text --------------------------------------------------------------
+
+namespace {
+
+// Length of the valid UTF-8 sequence at s (RFC 3629: no overlong forms, no
+// surrogates, nothing above U+10FFFF), or 0 when s[0] starts none.
+std::size_t utf8_sequence(const unsigned char* s, std::size_t len)
+{
+    unsigned char c = s[0];
+    if (c < 0x80)
+        return 1;
+    std::size_t n;
+    unsigned char lo = 0x80, hi = 0xBF;  // bounds of the second byte
+    if (c >= 0xC2 && c <= 0xDF) {
+        n = 2;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+        n = 3;
+        if (c == 0xE0) lo = 0xA0;
+        if (c == 0xED) hi = 0x9F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        n = 4;
+        if (c == 0xF0) lo = 0x90;
+        if (c == 0xF4) hi = 0x8F;
+    } else {
+        return 0;
+    }
+    if (len < n || s[1] < lo || s[1] > hi)
+        return 0;
+    for (std::size_t i = 2; i < n; ++i) {
+        if ((s[i] & 0xC0) != 0x80)
+            return 0;
+    }
+    return n;
+}
+
+const char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
+
+}  // namespace
+
+std::size_t utf8_valid_prefix(const char* s, std::size_t len)
+{
+    const unsigned char* u = reinterpret_cast<const unsigned char*>(s);
+    std::size_t i = 0;
+    while (i < len) {
+        if (u[i] < 0x80) {  // the common case: plain ASCII
+            ++i;
+            continue;
+        }
+        std::size_t n = utf8_sequence(u + i, len - i);
+        if (n == 0)
+            break;
+        i += n;
+    }
+    return i;
+}
+
+std::string utf8_repair(const char* s, std::size_t len)
+{
+    std::string out;
+    out.reserve(len + 8);
+    std::size_t i = 0;
+    while (i < len) {
+        std::size_t ok = utf8_valid_prefix(s + i, len - i);
+        out.append(s + i, ok);
+        i += ok;
+        if (i < len) {
+            out.append(kReplacement, 3);
+            ++i;
+        }
+    }
+    return out;
+}
+
+json_object* zol_json_object_new_string_len(const char* s, std::size_t len)
+{
+    if (!s)
+        return json_object_new_string("");
+    if (utf8_valid_prefix(s, len) == len)
+        return json_object_new_string_len(s, static_cast<int>(len));
+    std::string fixed = utf8_repair(s, len);
+    return json_object_new_string_len(fixed.data(), static_cast<int>(fixed.size()));
+}
+
+json_object* zol_json_object_new_string(const char* s)
+{
+    return zol_json_object_new_string_len(s, s ? strlen(s) : 0);
+}
+
+namespace {
+
+bool valid_text(const char* s, std::size_t len) { return utf8_valid_prefix(s, len) == len; }
+
+// Returns what to keep in place of node: node itself (strings repaired in
+// place), null for a non-finite number, or a new object when a member name
+// was not valid UTF-8. node is never released here; the caller's replacement
+// does that. Depth is bounded by json-c's parser depth.
+json_object* make_strict(json_object* node)
+{
+    switch (json_object_get_type(node)) {
+    case json_type_double:
+        return std::isfinite(json_object_get_double(node)) ? node : nullptr;
+    case json_type_string: {
+        const char* s = json_object_get_string(node);
+        std::size_t len = static_cast<std::size_t>(json_object_get_string_len(node));
+        if (!valid_text(s, len)) {
+            std::string fixed = utf8_repair(s, len);
+            json_object_set_string_len(node, fixed.data(), static_cast<int>(fixed.size()));
+        }
+        return node;
+    }
+    case json_type_array: {
+        std::size_t n = json_object_array_length(node);
+        for (std::size_t i = 0; i < n; ++i) {
+            json_object* child = json_object_array_get_idx(node, i);
+            json_object* kept = make_strict(child);
+            if (kept != child)
+                json_object_array_put_idx(node, i, kept);  // releases child
+        }
+        return node;
+    }
+    case json_type_object: {
+        bool keys_ok = true;
+        json_object_object_foreach(node, key, child) {
+            (void)child;
+            keys_ok = keys_ok && valid_text(key, strlen(key));
+        }
+        if (!keys_ok) {
+            json_object* out = json_object_new_object();
+            json_object_object_foreach(node, k, v) {
+                json_object* kept = make_strict(v);
+                if (kept == v)
+                    json_object_get(v);  // now shared with out; node goes below
+                json_object_object_add(out, utf8_repair(k, strlen(k)).c_str(), kept);
+            }
+            return out;
+        }
+        json_object_object_foreach(node, k, v) {
+            json_object* kept = make_strict(v);
+            if (kept != v)
+                json_object_object_add(node, k, kept);  // same key: replaced, v released
+        }
+        return node;
+    }
+    default:
+        return node;
+    }
+}
+
+}  // namespace
+
+json_object* json_make_strict(json_object* tree)
+{
+    if (!tree)
+        return nullptr;
+    json_object* kept = make_strict(tree);
+    if (kept != tree)
+        json_object_put(tree);
+    return kept;
 }
