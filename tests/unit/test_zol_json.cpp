@@ -33,7 +33,8 @@ TEST(JsonWriters, TwoDecimalNumbers)
     const struct {
         double value;
         const char* want;
-    } cases[] = {{12.346, "12.35"}, {3, "3.00"}, {-2.346, "-2.35"}, {NAN, "nan"}};
+    } cases[] = {{12.346, "12.35"}, {3, "3.00"}, {-2.346, "-2.35"},
+                 {NAN, "null"},   {INFINITY, "null"}, {-INFINITY, "null"}};
     for (const auto& c : cases) {
         JsonPtr obj(json_object_new_object());
         Add_object_double(obj.get(), "x", c.value);
