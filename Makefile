@@ -100,12 +100,14 @@ test-asan: deps
 	UBSAN_OPTIONS=$${UBSAN_OPTIONS:-print_stacktrace=1} \
 	    ctest --test-dir $(ASAN_BUILD) --output-on-failure -j$(JOBS)
 
-# The armhf build, every test run against the armhf binaries under qemu-arm.
-# Apart from `make test` (it doubles the build time); .ci/run runs both.
+# The armhf build, every test run against the armhf binaries under qemu-arm,
+# then the armhf package in $(ARM_BUILD)/package. Apart from `make test` (it
+# doubles the build time); .ci/run runs both.
 arm: deps-arm
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf.cmake
 	cmake --build $(ARM_BUILD) -j$(JOBS)
 	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS)
+	cd $(ARM_BUILD) && cpack -G DEB -B package
 
 bench: build
 	@if [ -x $(BUILD)/bench_merge ]; then $(BUILD)/bench_merge; \

@@ -6,6 +6,7 @@
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(DC_TRIPLE arm-linux-gnueabihf)
+set(DC_DEB_ARCH armhf)
 
 set(CMAKE_C_COMPILER ${DC_TRIPLE}-gcc)
 set(CMAKE_CXX_COMPILER ${DC_TRIPLE}-g++)
