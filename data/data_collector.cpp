@@ -15,6 +15,8 @@
 #include "collect_generic.h"
 #include "collect_router.h"
 #include "collect_ssorap.h"
+#include "collect_usb.h"
+#include "collect_usb_media.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "generate_crtkt.h"
@@ -147,6 +149,12 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_vumba(char* file) { write_document(file, 1, {{"vumba", get_vumba_json}}); }
+
+void collect_mediaDeviceInfo(char* file) {
+    write_document(file, 1, {{"mediaDevice", get_mediaDeviceInfo_json}});
+}
+
 void collect_event2_cpu(char* file) {
     write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
 }
@@ -213,6 +221,8 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"vumba", collect_vumba},
+    {"mediaDevice", collect_mediaDeviceInfo},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},
     {"eventtype2", collect_event2},
