@@ -9,7 +9,6 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include <cinttypes>
 #include <cstdlib>
 #include <cstring>
 
