@@ -1,6 +1,5 @@
 // Mesh satellites. The mesh status service keeps one record per satellite in
-// a JSON list; every value is passed on as text of at most 62 characters,
-// with the backhaul disconnect time and count that the store keeps per
+// a JSON list; the store keeps the backhaul disconnect time and count per
 // satellite MAC.
 #include "collect_satelliteinfo.h"
 
@@ -30,16 +29,17 @@ int list_length(json_object* list) {
     return n > static_cast<size_t>(kMaxSatellites) ? kMaxSatellites : static_cast<int>(n);
 }
 
-// A member of the record as text, at most 62 characters.
+// One satellite's record; every value is passed on as text of at most 62
+// characters, under the name it has in the record.
 struct Record {
     json_object* obj;
-    void add(json_object* to, const char* name, const char* key = nullptr) const {
-        char value[kValueBuf];
-        snprintf(value, sizeof value, "%s", zol_get_json_object_to_string(obj, key ? key : name));
-        Add_object_string(to, name, value);
-    }
     void copy(const char* key, char* value) const {
         snprintf(value, kValueBuf, "%s", zol_get_json_object_to_string(obj, key));
+    }
+    void add(json_object* to, const char* key) const {
+        char value[kValueBuf];
+        copy(key, value);
+        Add_object_string(to, key, value);
     }
 };
 
