@@ -41,8 +41,8 @@ void copy_after(const char* found, const char* key, char* out, size_t size) {
 
 // ---- /proc/partitions -------------------------------------------------------
 
-bool partitions_have_sd(const char* path) {
-    FILE* fp = fopen(path ? path : kPartitions, "r");
+bool partitions_have_sd() {
+    FILE* fp = fopen(kPartitions, "r");
     if (!fp) return false;
     char line[256];
     char name[128];

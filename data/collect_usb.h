@@ -30,8 +30,8 @@ int usb_printer_enable();
 json_object* get_mediaDevice_json();
 
 // ---- the parsing halves, usable on any stream ------------------------------
-// Whether /proc/partitions (or null for the real one) lists an "sd" device.
-bool partitions_have_sd(const char* path = nullptr);
+// Whether /proc/partitions lists an "sd" device (a disk or a partition).
+bool partitions_have_sd();
 // A whole-disk line of /proc/partitions ("sd" and one character): its name
 // (4 bytes) and block count text (at least 64 bytes). False for anything else.
 bool partition_disk_line(const char* line, char* name, char* blocks);
