@@ -13,6 +13,7 @@
 
 #include <config_store.h>
 
+#include "Add_object.h"
 #include "unit.h"
 
 const wifi_mode wifimode[] = {
@@ -303,4 +304,116 @@ int interface_exists(const char* interface_name) {
         if (it->ifa_name && strcmp(it->ifa_name, safe(interface_name)) == 0) found = 1;
     freeifaddrs(list);
     return found;
+}
+
+// ---- per-network settings ---------------------------------------------------------
+
+namespace {
+
+// Store keys of one network, in band order 2.4, 5, 6 GHz.
+struct NetworkKeys {
+    const char* flag;
+    const char* ssid;
+    const char* broadcast;
+    const char* prefix;
+};
+const NetworkKeys kMainNets[] = {
+    {"endis_wl_radio", "wl_ssid", "endis_ssid_broadcast", "wl"},
+    {"endis_wla_radio", "wla_ssid", "wla_endis_ssid_broadcast", "wla"},
+    {"endis_wla_6g_radio", "wla_6g_ssid", "wla_6g_endis_ssid_broadcast", "wla_6g"},
+};
+const NetworkKeys kGuestNets[] = {
+    {"wlg1_endis_guestNet", "wlg1_ssid", "wlg1_endis_guestSSIDbro", "wlg1"},
+    {"wla1_endis_guestNet", "wla1_ssid", "wla1_endis_guestSSIDbro", "wla1"},
+    {"wla_6g1_endis_guestNet", "wla_6g1_ssid", "wla_6g1_endis_guestSSIDbro", "wla_6g1"},
+};
+// The IoT object lists both bands as enabled or not but describes only the
+// 2.4 GHz network, with the main network's broadcast flag; the cloud expects it.
+const NetworkKeys kIotNets[] = {
+    {"wlg3_endis_iotNet", "wlg3_ssid", "endis_ssid_broadcast", "wlg3"},
+    {"wla3_endis_iotNet", "", "", ""},
+};
+const char* const kBandShort[] = {"2G", "5G", "6G"};
+const char* const kBandLong[] = {"2.4G", "5G", "6G"};
+const char* const kHiddenChannel[] = {"wl_hidden_channel", "wla_hidden_channel",
+                                      "wla_6g_hidden_channel"};
+
+const char* yes_no(const char* key) { return config_match(key, "1") ? "yes" : "no"; }
+
+// The first n values joined with ", ", cut to size - 1 characters.
+template <typename Value>
+std::string join(size_t n, size_t size, Value value) {
+    std::string s;
+    for (size_t i = 0; i < n; ++i) s += (i ? ", " : "") + std::string(value(i));
+    if (s.size() > size - 1) s.resize(size - 1);
+    return s;
+}
+
+// enable_n bands in "enable", other_n in ssid, broadcast and security, band_n
+// in frequencyBand.
+json_object* network_object(const NetworkKeys* nets, size_t enable_n, size_t other_n,
+                            size_t band_n) {
+    json_object* obj = json_object_new_object();
+    auto add = [obj](const char* name, const std::string& v) {
+        Add_object_string(obj, name, v.c_str());
+    };
+    add("enable", join(enable_n, 64, [nets](size_t i) { return yes_no(nets[i].flag); }));
+    add("ssid", join(other_n, 256, [nets](size_t i) {
+            char ssid[64];
+            strncpyt(ssid, config_get(nets[i].ssid), sizeof ssid);
+            return std::string(ssid);
+        }));
+    add("frequencyBand", join(band_n, 64, [](size_t i) { return kBandShort[i]; }));
+    add("broadcast", join(other_n, 64, [nets](size_t i) { return yes_no(nets[i].broadcast); }));
+    add("security", join(other_n, 64, [nets](size_t i) { return get_wlan_sec(nets[i].prefix); }));
+    return obj;
+}
+
+size_t radio_count() { return config_match("radio_number", "0x7") ? 3 : 2; }
+
+json_object* wifi_network_entry(size_t i, size_t entries) {
+    size_t band = i / 2;
+    bool guest = i % 2 == 1;
+    const NetworkKeys& net = guest ? kGuestNets[band] : kMainNets[band];
+    const char* freq = kBandLong[band];
+    if (!guest && to_long(config_get("mlo_mode")) == 1)
+        freq = entries == 4 ? "2.4G, 5G" : "2.4G, 5G, 6G";
+    bool radio = config_match(kMainNets[band].flag, "1") && (!guest || config_match(net.flag, "1"));
+    const char* channel = config_get(kHiddenChannel[band]);
+    char channel_text[64];
+    strncpyt(channel_text, strcmp(channel, "0") == 0 ? "AUTO" : channel, sizeof channel_text);
+
+    json_object* obj = json_object_new_object();
+    Add_object_string(obj, "type", guest ? "guest" : "main");
+    Add_object_string(obj, "frequencyBand", freq);
+    Add_object_boolean(obj, "radio", radio);
+    Add_object_boolean(obj, "broadcast", config_match(net.broadcast, "1"));
+    Add_object_string(obj, "channel", channel_text);
+    Add_object_string(obj, "mode", get_wlan_mode(kMainNets[band].prefix));
+    Add_object_string(obj, "securityType", get_wlan_sec(net.prefix));
+    return obj;
+}
+
+}  // namespace
+
+// With band steering one network spans all bands: it is described by the
+// 2.4 GHz values while frequencyBand still lists every band.
+json_object* get_routerconf_wificonfig_main() {
+    size_t n = radio_count();
+    size_t described = config_match("lbd_enable", "1") ? 1 : n;
+    return network_object(kMainNets, described, described, n);
+}
+
+json_object* get_routerconf_wificonfig_guest() {
+    size_t n = radio_count();
+    return network_object(kGuestNets, n, n, n);
+}
+
+json_object* get_routerconf_wificonfig_iot() { return network_object(kIotNets, 2, 1, 2); }
+
+json_object* get_wifiNetwork_json() {
+    size_t entries = is_two_radio_router() ? 4 : 6;
+    json_object* array = json_object_new_array();
+    for (size_t i = 0; i < entries; ++i) json_object_array_add(array, wifi_network_entry(i, entries));
+    return array;
 }

@@ -14,6 +14,7 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
+#include "collect_router_config.h"
 #include "collect_ssorap.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
@@ -147,6 +148,10 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerconf(char* file) {
+    write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
+}
+
 void collect_event2_cpu(char* file) {
     write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
 }
@@ -213,6 +218,7 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerConfig", collect_routerconf},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},
     {"eventtype2", collect_event2},
