@@ -14,6 +14,8 @@
 
 #include "Add_object.h"
 #include "aegix.h"
+#include "collect_circleV2.h"
+#include "collect_router.h"
 #include "collect_wifi.h"
 #include "data_collector.h"
 #include "unit.h"
@@ -419,6 +421,7 @@ json_object* get_routerConfig_json() {
     Add_object_string(obj, "dhcpOption61", config_get("dhcp_option61"));
     add_child(obj, "vlanSeting", get_vlanSeting_json());
     if (routed) {
+        add_child(obj, "trafficMeterEnabled", get_trafficMeter_json());
         add_child(obj, "portForwarding", get_portForwarding_json());
         add_child(obj, "portTriggering", get_portTriggering_json());
     }
@@ -438,5 +441,6 @@ json_object* get_routerConfig_json() {
         check_aegix_bd_status_mapping(obj);
     }
     add_bitdefender_report_members(obj);
+    get_routerconf_circleV2(obj);
     return obj;
 }
