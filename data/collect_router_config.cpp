@@ -142,11 +142,7 @@ WanSettings other_mode_wan() {
     return w;
 }
 
-struct Ipv6Row {
-    const char* type;
-    const char* text;
-};
-const Ipv6Row kIpv6Types[] = {
+const lookup_row kIpv6Types[] = {
     {"autoConfig", "Auto config"}, {"6to4", "6to4 Tunnel"}, {"6rd", "6rd"},
     {"bridge", "Pass through"},    {"fixed", "Fixed"},      {"dhcp", "DHCP"},
     {"pppoe", "PPPoE"},            {"v6plus", "MAP-E"},     {"dslite", "DS-lite"},
@@ -308,9 +304,7 @@ const char* get_ipv6_type() {
     static char detected[kWanTextSize];
     if (on("ap_mode") || on("bridge_mode")) return "Disabled";
     const char* type = config_get("ipv6_type");
-    for (const Ipv6Row& row : kIpv6Types)
-        if (strcmp(type, row.type) == 0) return row.text;
-    if (strcmp(type, "autoDetect") != 0) return "Disabled";
+    if (strcmp(type, "autoDetect") != 0) return lookup_text(kIpv6Types, type, "Disabled");
     strncpyt(detected, cat_file("/tmp/ipv6_auto_output"), sizeof detected);
     if (!detected[0] || strstr(detected, "Detecting")) return "Auto detect";
     return detected;

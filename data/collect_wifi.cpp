@@ -106,11 +106,7 @@ const IfnameRow kIfnames[] = {
     {"wla_6g", "", "wl0"},     {"wla_6g1", "", "wl0.1"},
 };
 
-struct SecRow {
-    const char* sectype;
-    const char* label;
-};
-const SecRow kSecLabels[] = {
+const lookup_row kSecLabels[] = {
     {"8", "WPA2-PSK[AES]+WPA3-PSK"}, {"7", "WPA3-PSK"}, {"6", "WPA/WPA2 Enterprise"},
     {"5", "WPA-PSK[TKIP]+WPA2-PSK[AES]"}, {"4", "WPA2-PSK[AES]"}, {"3", "WPA-PSK"},
 };
@@ -122,11 +118,7 @@ struct BandRow {
 };
 const BandRow kBands[] = {{"wl0", "5G", "6G"}, {"wl1", "2G", "5G"}, {"wl2", "", "2G"}};
 
-struct StatusRow {
-    const char* prefix;
-    const char* file;
-};
-const StatusRow kStatusFiles[] = {
+const lookup_row kStatusFiles[] = {
     {"wl", "/tmp/WLAN_2G_status"},
     {"wla", "/tmp/WLAN_5G_status"},
     {"wla_6g", "/tmp/WLAN_6G_status"},
@@ -193,11 +185,9 @@ const char* wlan_mode_label(const char* pre, const char* simple_mode, WifiBuild 
 }
 
 const char* wlan_sec_label(const char* sectype, const char* key_length) {
-    for (const SecRow& row : kSecLabels)
-        if (strcmp(safe(sectype), row.sectype) == 0) return row.label;
     if (strcmp(safe(sectype), "2") == 0)
         return strcmp(safe(key_length), "5") == 0 ? "WEP64" : "WEP128";
-    return "None";
+    return lookup_text(kSecLabels, safe(sectype), "None");
 }
 
 const char* wlan_ifname(const char* pre, bool two_radio) {
@@ -273,9 +263,8 @@ int enable_ap(const char* file_name) {
 }
 
 int get_wlan_status(const char* pre) {
-    for (const StatusRow& row : kStatusFiles)
-        if (strcmp(safe(pre), row.prefix) == 0) return enable_ap(row.file);
-    return 0;
+    const char* file = lookup_text(kStatusFiles, pre, nullptr);
+    return file ? enable_ap(file) : 0;
 }
 
 const char* get_radio_band(const char* ifname) { return radio_band(ifname, is_two_radio_router()); }

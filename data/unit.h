@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 // ---- logs -----------------------------------------------------------------
@@ -50,6 +51,19 @@ char* str_replace(const char* str);
 char* sed_items_xss(char* sed);
 int zol_atoi(const char* input);
 int is_Number(const char* input_str);
+
+// One row of a table from a stored value to the text the cloud expects.
+struct lookup_row {
+    const char* value;
+    const char* text;
+};
+// The text of the first row whose value equals key exactly, else fallback.
+template <std::size_t N>
+const char* lookup_text(const lookup_row (&rows)[N], const char* key, const char* fallback) {
+    for (const lookup_row& row : rows)
+        if (key && std::strcmp(row.value, key) == 0) return row.text;
+    return fallback;
+}
 
 // ---- fields ------------------------------------------------------------------
 // Next-to-last blank-separated word, split in place; "" for fewer than two words.

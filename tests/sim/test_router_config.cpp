@@ -82,6 +82,33 @@ void expect_members(json_object* obj, const Members& want) {
     }
 }
 
+void expect_document(const Scenario& sc, const Layout& layout, const Members& want) {
+    ConfigRun run = run_config(sc);
+    EXPECT_EQ(json_shape(run.config()), expected_shape(layout));
+    expect_members(run.config(), want);
+}
+
+// One router variant: fixture layers, store values and files over the sample.
+struct DocCase {
+    const char* name;
+    std::vector<std::string> layers;
+    std::map<std::string, std::string> store;
+    std::map<std::string, std::string> files;
+    Layout layout;
+    Members want;
+};
+
+void expect_documents(const std::vector<DocCase>& cases) {
+    for (const DocCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scenario sc;
+        sc.extra_fixtures = c.layers;
+        sc.store = c.store;
+        sc.files = c.files;
+        expect_document(sc, c.layout, c.want);
+    }
+}
+
 // The sample router's agent settings with another installed agent version.
 std::string d2_db_with_version(const std::string& version) {
     std::ifstream in(std::string(DC_SOURCE_DIR) + "/sim/router/rootfs/tmp/sim/d2.db");
@@ -96,14 +123,8 @@ std::string d2_db_with_version(const std::string& version) {
 
 TEST(RouterConfigItem, ModesLayoutsAndModels) {
     REQUIRE_SIM();
-    struct Case {
-        const char* name;
-        std::vector<std::string> layers;
-        std::map<std::string, std::string> files;
-        Layout layout;
-        Members want;
-    } cases[] = {
-        {"sample router", {}, {}, {},
+    expect_documents({
+        {"sample router", {}, {}, {}, {},
          {{"timeZoneConfig", "Auto"}, {"timeZoneOffset", "+08:00"}, {"ntpConfig", "user-preferred"},
           {"ntpPreferredServer", "time.example.net"}, {"dynamicDNS", "true"}, {"accessControl", "true"},
           {"mode", "Router"}, {"remoteLorinEnabled", "true"}, {"wanConfig.type", "dhcp"},
@@ -121,36 +142,27 @@ TEST(RouterConfigItem, ModesLayoutsAndModels) {
           {"aegixBdAgentStatus", "ok"}, {"aegixRegistrationStatus", "true"},
           {"routerProtectEnabled", "ture"}, {"routerProtectLicenseStatus", "active"},
           {"aegixGusterVersion", "1.4.7"}}},
-        {"access point", {"sim/layers/ap-mode"}, {}, Layout{false},
+        {"access point", {"sim/layers/ap-mode"}, {}, {}, Layout{false},
          {{"mode", "AP"}, {"dynamicQos", "false"}, {"serviceVPN", "false"}, {"ipv6", "false"},
           {"ipv6Type", "Disabled"}, {"dynamicDNS", "true"}, {"wanConfig.type", "static"},
           {"wanConfig.ipSetting", "static"}, {"wanConfig.dnsSetting", "manual setting"},
           {"wanConfig.connectionMode", "na"}}},
-        {"bridge", {"sim/layers/bridge-mode"}, {}, Layout{false},
+        {"bridge", {"sim/layers/bridge-mode"}, {}, {}, Layout{false},
          {{"mode", "Bridge"}, {"dynamicDNS", "false"}, {"smartConnect", "false"},
           {"wanConfig.type", "dhcp"}, {"wanConfig.ipSetting", "dynamic"},
           {"wanConfig.dnsSetting", "manual setting"}, {"ipv6Type", "Disabled"}}},
-        {"two radios", {"sim/layers/two-radio"}, {}, {},
+        {"two radios", {"sim/layers/two-radio"}, {}, {}, {},
          {{"wifiMain.enable", "yes, yes"}, {"wifiMain.frequencyBand", "2G, 5G"},
           {"wifiMain.security", "WPA2-PSK[AES]+WPA3-PSK, WPA2-PSK[AES]+WPA3-PSK"},
           {"wifiGuest.ssid", "HomeMesh-Guest, HomeMesh-Guest"}, {"wifiIOT.frequencyBand", "2G, 5G"}}},
-        {"radio mask 0x5", {"sim/layers/radio-0x5"}, {}, {},
+        {"radio mask 0x5", {"sim/layers/radio-0x5"}, {}, {}, {},
          {{"wifiMain.frequencyBand", "2G, 5G"}, {"wifiGuest.enable", "yes, yes"}}},
-        {"no security service", {"sim/layers/no-security-service"}, {}, Layout{true, false, false},
+        {"no security service", {"sim/layers/no-security-service"}, {}, {}, Layout{true, false, false},
          {{"routerProtectEnabled", "ture"}, {"routerProtectLicenseStatus", "invalid"},
           {"aegixGusterVersion", ""}}},
-        {"ZT410", {}, {{"/module_name", "ZT410\n"}}, Layout{true, true},
+        {"ZT410", {}, {}, {{"/module_name", "ZT410\n"}}, Layout{true, true},
          {{"mode", "Router"}, {"11axEnable", "true"}}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Scenario sc;
-        sc.extra_fixtures = c.layers;
-        sc.files = c.files;
-        ConfigRun run = run_config(sc);
-        EXPECT_EQ(json_shape(run.config()), expected_shape(c.layout));
-        expect_members(run.config(), c.want);
-    }
+    });
 }
 
 TEST(RouterConfigItem, AgentReportByVersion) {
@@ -185,46 +197,31 @@ TEST(RouterConfigItem, AgentReportByVersion) {
 
 TEST(RouterConfigItem, WanVlanAndIpv6Variants) {
     REQUIRE_SIM();
-    struct Case {
-        const char* name;
-        std::map<std::string, std::string> store;
-        std::map<std::string, std::string> files;
-        Layout layout;
-        Members want;
-    } cases[] = {
-        {"RU keeps rule 0",
+    expect_documents({
+        {"RU keeps rule 0", {},
          {{"vlan_tag_0", "1 Voice 30 6 1 1"}, {"enable_vlan", "1"}, {"vlan_type", "0"}},
          {{"/tmp/firmware_region", "RU\n"}},
          Layout{true, false, true, 3},
          {{"vlanSeting.bridgeorVlanTag", "bridge"}, {"vlanSeting.vlanrule.0.vid", "30"},
           {"vlanSeting.vlanrule.2.vid", "20"}}},
-        {"tagging off still lists rules",
+        {"tagging off still lists rules", {},
          {{"enable_vlan", "0"}, {"vlan_tag_0", "1 Voice 30 6 1 1"}, {"vlan_tag_2", "junk"}},
          {},
          {},
          {{"vlanSeting.bridgeorVlanTag", "disable"}, {"vlanSeting.vlanrule.1.vid", "1"},
           {"vlanSeting.vlanrule.1.priority", "0"}}},
-        {"pppoe and auto-detected IPv6",
+        {"pppoe and auto-detected IPv6", {},
          {{"wan_proto", "pppoe"}, {"wan_pppoe_demand", "1"}, {"ipv6_type", "autoDetect"}},
          {{"/tmp/WAN_status", "Link down\n"}, {"/tmp/ipv6_auto_output", "Detecting...\n"}},
          {},
          {{"wanConfig.type", "pppoe"}, {"wanConfig.connectionMode", "dial on demand"},
           {"wanConfig.wanPortSpeed", "0"}, {"ipv6", "true"}, {"ipv6Type", "Auto detect"}}},
-        {"detected IPv6 type",
+        {"detected IPv6 type", {},
          {{"ipv6_type", "autoDetect"}},
          {{"/tmp/ipv6_auto_output", "6rd Tunnel over the whole provider network\n"}},
          {},
          {{"ipv6Type", "6rd Tunnel over the whole provi"}}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Scenario sc;
-        sc.store = c.store;
-        sc.files = c.files;
-        ConfigRun run = run_config(sc);
-        EXPECT_EQ(json_shape(run.config()), expected_shape(c.layout));
-        expect_members(run.config(), c.want);
-    }
+    });
 }
 
 TEST(RouterConfigItem, CircleMembersClose) {
@@ -232,9 +229,8 @@ TEST(RouterConfigItem, CircleMembersClose) {
     Scenario sc;
     sc.files["/usr/bin/get_circle_status"] = "#!/bin/sh\necho 2.1\n";
     sc.files["/usr/bin/circlectl"] = "#!/bin/sh\necho 'Circle Agent Version: 2.4.1'\n";
-    ConfigRun run = run_config(sc);
-    EXPECT_EQ(json_shape(run.config()), expected_shape(Layout{true, false, true, 2, true}));
-    expect_members(run.config(), {{"circleFeatureVersion", "2"}, {"circleV2AgentVersion", "2.4.1"}});
+    expect_document(sc, Layout{true, false, true, 2, true},
+                    {{"circleFeatureVersion", "2"}, {"circleV2AgentVersion", "2.4.1"}});
 }
 
 TEST(RouterConfigItem, HostileInput) {
