@@ -147,6 +147,10 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerinfo(char* file) {
+    write_document(file, 1, {{"routerInfo", get_routerinfo_json}});
+}
+
 void collect_event2_cpu(char* file) {
     write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
 }
@@ -213,6 +217,7 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerInfo", collect_routerinfo},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},
     {"eventtype2", collect_event2},
