@@ -318,8 +318,9 @@ int get_trafficMeter_disable() {
     char line[512];
     uint64_t rx = 0, tx = 0;
     bool found = false;
-    for (int n = 0; !found && fgets(line, sizeof line, fp); ++n)
-        found = n >= 2 && parse_net_dev_line(line, ifname, &rx, &tx);
+    // Read to the end even after the match: the file is one snapshot.
+    for (int n = 0; fgets(line, sizeof line, fp); ++n)
+        if (!found && n >= 2) found = parse_net_dev_line(line, ifname, &rx, &tx);
     fclose(fp);
     if (!found) return -1;
 
