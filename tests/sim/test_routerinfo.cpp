@@ -323,3 +323,56 @@ TEST(RouterInfo, TrafficMeter) {
     EXPECT_EQ(text(rep.info(), "trafficMeter"), R"({"Uplink":812.40,"Downlink":10543.75})");
     EXPECT_FALSE(rep.r.exists("/tmp/traffic_meter/traffic_old"));
 }
+
+TEST(RouterInfo, HostileAndMalformedSources) {
+    REQUIRE_SIM();
+    const std::string binary("\x00\xff\xfe\x01\n\x80garbage\x00\n", 14);
+    const std::string long_line(100 * 1024, '7');
+    Scenario sc;
+    sc.files = {
+        // Shell text where the modem's MAC should be: it must reach the cache as text.
+        {"/proc/net/arp", "IP address HW type Flags HW address Mask Device\n"
+                          "192.168.100.1 0x1 0x2 $(>/tmp/pwned) * brwan\n" + long_line},
+        {"/proc/net/route", long_line},
+        {"/proc/meminfo", binary},
+        {"/tmp/Tarnel_MAXmind", R"({"country":"\u00e9\ud800","zoneOffset":1e99,"city":12,)"
+                                R"("isp":")" + std::string(300, 'i') + R"("})"},
+        {"/tmp/cpu_collect_info", binary},
+        {"/tmp/mem_collect_info", "1\n-99999999999999999999\n"},
+        {"/tmp/LAN0_status", std::string("up\0DoWn", 7)},  // LAN2 alone is up
+        {"/tmp/cache/wireless/thermal_wifi0.conf", long_line},
+        {"/tmp/router-analytics/networkSessionCnt", "-99999999999999999999\n"},
+        {"/tmp/traffic_meter/traffic_old", "-5\n1e99\n"},
+        {"/usr/sbin/fan", "#!/bin/sh\nprintf '[NaN, {\"a\": -Infinity, \"\\377\": 1}]' "
+                          "> /tmp/router-analytics/ra_fan.conf\n"},
+        {"/usr/sbin/mtdinfo", "#!/bin/sh\nhead -c 3000 /dev/urandom\n"},
+        {"/usr/sbin/nanddump", "#!/bin/sh\necho 'Number of bad blocks: 99999999999999999999999999999999999' >&2\n"},
+    };
+    sc.store = {{"wl_country", "1e99"}, {"internetDisconnDuration", "99999999999999999999"},
+                {"ookla_downlimit", "1e999"}, {"ookla_uplimit", "nan"}};
+    Report rep = report(sc);
+    json_object* info = rep.info();
+    ASSERT_TRUE(info);
+    expect_members(info, {
+        {"wanIpCountry", "\"\xC3\xA9\xEF\xBF\xBD\""}, {"wanIpZoneOffset", "2147483647"},
+        {"wanIpCity", R"("12")"}, {"wanIpIsp", "\"" + std::string(63, 'i') + "\""},
+        {"cableModemMacAddr", R"x("$(\/tp\/wnD)")x"}, {"cableModemMacOui", R"x("$(\/TP\/")x"},
+        {"wifiRegion", R"("Asia")"}, {"lanPort", R"({"lanPortUsed":1,"totalLanPort":4})"},
+        {"cpuAveUtilizations", R"({"cpuAveAll":0.00,"totalCoreNumber":4,)"
+                               R"("cpuAveByCores":[0.00,0.00,0.00,0.00],"highCpuTime":0})"},
+        {"memoryInfo", R"({"memoryFree":0,"memoryUsed":0,"highMemTime":-2147483648})"},
+        {"internetConnInfo", R"({"internetDisconnDuration":2147483647,"gwDisconnDuration":12})"},
+        {"internetBandwidth", R"({"downloadSpeed":null,"uploadSpeed":null,"averagePing":14.00,)"
+                              R"("lastTestTime":"2024_03.02_14:05:00","speedtestResults":"Success"})"},
+        {"numberOfFans", "2"}, {"fan", "[null,{\"a\":null,\"\xEF\xBF\xBD\":1}]"},
+        {"sensor.0", "{}"}, {"wanGwMacAddr", R"("NA")"},
+        {"nandFlashBadBlockCount", R"("9999999999999999999999999999999")"},
+        {"networkSessionCnt", "-2147483648"},
+    });
+    EXPECT_FALSE(rep.r.exists("/tmp/pwned"));
+    EXPECT_EQ(rep.r.file(kModemCache), "$(>/tmp/pwned)\n");
+    const std::string doc = rep.r.file(kDoc);
+    // Numbers a strict parser rejects.
+    for (const char* bare : {"NaN", "Infinity", ":nan", ":-nan", ":inf", ":-inf", " nan", " inf"})
+        EXPECT_EQ(doc.find(bare), std::string::npos) << bare;
+}
