@@ -77,15 +77,20 @@ Report report(const Scenario& sc, std::vector<std::string> argv = {"data_collect
 }
 
 // Runs a shell script that reports several times and keeps each document as
-// /tmp/out/N.json; returns those documents' routerInfo texts at `path`.
+// /tmp/out/N.json; returns, per document, its routerInfo texts at `paths`
+// joined by " | ".
 std::vector<std::string> reports_at(const Scenario& sc, const std::string& script,
-                                    const std::string& path, size_t count) {
+                                    const std::vector<std::string>& paths, size_t count) {
     SimResult r = run_in_router({"sh", "-c", "mkdir -p /tmp/out; " + script}, sc);
     EXPECT_EQ(r.status, 0) << r.err;
     std::vector<std::string> got;
     for (size_t i = 1; i <= count; ++i) {
         SimJson doc = r.json("/tmp/out/" + std::to_string(i) + ".json");
-        got.push_back(doc ? text(doc.get(), "routerInfo." + path) : "<no document>");
+        std::string values;
+        for (const auto& p : paths)
+            values += (values.empty() ? "" : " | ") + (doc ? text(doc.get(), "routerInfo." + p)
+                                                           : "<no document>");
+        got.push_back(values);
     }
     return got;
 }
@@ -255,11 +260,31 @@ TEST(RouterInfo, RegionPairing) {
         script += std::string("config set wl_country=") + cases[i].first + "; echo " +
                   cases[i].second + " > /tmp/firmware_region; " + kKeep + std::to_string(i + 1) +
                   ".json; ";
-    EXPECT_EQ(reports_at(probed(), script, "wifiRegion", std::size(cases)),
+    EXPECT_EQ(reports_at(probed(), script, {"wifiRegion"}, std::size(cases)),
               (std::vector<std::string>{
                   R"("North America")", R"("North America")", R"("United States")",
                   R"("United States")", R"("Unknown")", R"("Africa")",
                   R"x("Middle East(Saudi Arabia\/United Arab Emirates)")x"}));
+}
+
+TEST(RouterInfo, TimeSyncAndModemOnTheModemNetwork) {
+    REQUIRE_SIM();
+    // A WAN address on the modem's own network: no probe, "na" cached.
+    Scenario sc;
+    sc.netifs = {"brwan A4:2B:8C:5E:71:D3 192.168.100.10/24"};
+    const std::string script =
+        "rm /tmp/ntp/ra_portnum; " + std::string(kKeep) + "1.json; "
+        "config set ntpPortNumber=1123; " + kKeep + "2.json; "
+        "rm /tmp/ntp_updated; touch /tmp/ntp_RaUpdated; config set ntpFailReason=1; " + kKeep +
+        "3.json; rm /tmp/ntp_RaUpdated; config set ntpFailReason=2; " + kKeep + "4.json; "
+        // The script's status: the modem was never pinged and "na" is kept.
+        "test ! -e /tmp/sim/ping.args && grep -qx na /tmp/router-analytics/cableModeMacAddr";
+    EXPECT_EQ(reports_at(sc, script, {"ntpResult", "ntpFailReason", "ntpPortNumber",
+                                      "cableModemMacAddr"}, 4),
+              (std::vector<std::string>{
+                  R"("yes" | "" | "123" | "na")", R"("yes" | "" | "non-123" | "na")",
+                  R"("cloud" | "Internet unavailable" | "" | "na")",
+                  R"("no" | "Fail to reach server" | "" | "na")"}));
 }
 
 TEST(RouterInfo, SpeedTestStatuses) {
@@ -295,7 +320,7 @@ TEST(RouterInfo, SpeedTestStatuses) {
                   kKeep + std::to_string(i + 1) + ".json; ";
         want.push_back(cases[i].bandwidth);
     }
-    EXPECT_EQ(reports_at(probed(), script, "internetBandwidth", std::size(cases)), want);
+    EXPECT_EQ(reports_at(probed(), script, {"internetBandwidth"}, std::size(cases)), want);
 }
 
 TEST(RouterInfo, TrafficMeter) {
