@@ -20,28 +20,6 @@ const char kD2File[] = "/tmp/ra_d2_info";
 // its last character (the line end) as the firmware's reader does.
 constexpr size_t kStatusLine = 254;
 constexpr size_t kAgentVersionWord = 127;
-// Whole command outputs are small; a runaway one is read this far.
-constexpr size_t kOutputMax = 64 * 1024;
-
-std::string read_output(const char* path) {
-    std::string text;
-    read_whole_file(path, text, kOutputMax);
-    return text;
-}
-
-// Splits text as fgets with a (max + 1)-byte buffer would: at each newline
-// (kept) or after max characters.
-template <typename F>
-void for_each_chunk(const std::string& text, size_t max, F&& f) {
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t nl = text.find('\n', pos);
-        size_t end = nl == std::string::npos ? text.size() : nl + 1;
-        if (end - pos > max) end = pos + max;
-        if (!f(text.substr(pos, end - pos))) return;
-        pos = end;
-    }
-}
 
 // Texts from the agent's settings store; members are never left out.
 void add_setting(json_object* obj, const char* member, const char* key) {
@@ -66,30 +44,30 @@ int get_circle_version_num() {
     return circle_version_from_text(line);
 }
 
-circle_status parse_circle_status(const std::string& output) {
+circle_status parse_circle_status(FILE* output) {
     circle_status st;
-    for_each_chunk(output, kStatusLine, [&st](std::string line) {
-        line.pop_back();
+    for_each_line(output, kStatusLine + 1, [&st](char* line) {
+        size_t n = strlen(line);  // 0 for a line that starts with a NUL byte
+        if (n) line[n - 1] = '\0';
         // The first rule that matches a line decides for it.
-        if (line.find("Circle Running: true") != std::string::npos)
+        if (strstr(line, "Circle Running: true"))
             st.running = true;
-        else if (line.find("rclient:   connected") != std::string::npos)
+        else if (strstr(line, "rclient:   connected"))
             st.online = true;
-        else if (line.find("Circle Provisioned: true") != std::string::npos)
+        else if (strstr(line, "Circle Provisioned: true"))
             st.provisioned = true;
         return true;
     });
     return st;
 }
 
-std::string parse_circle_agent_version(const std::string& output) {
-    static const char kPhrase[] = "Circle Agent Version";
+std::string parse_circle_agent_version(FILE* output) {
     std::string version;
-    for_each_chunk(output, 255, [&version](const std::string& line) {
-        size_t at = line.find(kPhrase);
-        if (at == std::string::npos) return true;
+    for_each_line(output, 256, [&version](char* line) {
+        const char* at = strstr(line, "Circle Agent Version");
+        if (!at) return true;
         char word[kAgentVersionWord + 1] = "";
-        if (sscanf(line.c_str() + at, "Circle Agent Version: %127s", word) == 1) version = word;
+        if (sscanf(at, "Circle Agent Version: %127s", word) == 1) version = word;
         return false;
     });
     return version;
@@ -98,7 +76,7 @@ std::string parse_circle_agent_version(const std::string& output) {
 void get_routerinfo_circleV2(json_object* obj) {
     if (get_circle_version_num() != 2) return;
     run_shell("circlectl status > /tmp/ra_circle_info");
-    circle_status st = parse_circle_status(read_output(kStatusFile));
+    circle_status st = parse_circle_status(open_read(kStatusFile).get());
 
     Add_object_string(obj, "circleV2AgentIsStart", st.running ? "yes" : "no");
     Add_object_string(obj, "circleV2AgentIsOnline", st.online ? "yes" : "no");
@@ -125,7 +103,7 @@ void get_routerconf_circleV2(json_object* obj) {
     add_setting(obj, "circleV2CircleID", "CircleCfg.circleId");
     add_setting(obj, "circleV2Cuuid", "CircleCfg.cuuid");
     run_shell("circlectl version > /tmp/ra_circlev2_version");
-    std::string version = parse_circle_agent_version(read_output(kAgentVersionFile));
+    std::string version = parse_circle_agent_version(open_read(kAgentVersionFile).get());
     run_shell("rm /tmp/ra_circlev2_version");
     Add_object_string(obj, "circleV2AgentVersion", version.c_str());
     add_setting(obj, "circleV2DBVersion", "DalSpcRa.circleV2DBVersion");

@@ -4,10 +4,58 @@
 #include <json-c/json.h>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
+#include <string>
 
+// ---- routerInfo ---------------------------------------------------------------
+json_object* get_routerinfo_json();
+// ipWAN, ipLAN.
+json_object* get_ipaddr_json();
 // fwVersion, fwLastUpdate, fwLastChecked and, with is_routerInfo 1, fwupgrade_Method.
 json_object* get_firmware_json(int is_routerInfo);
+// raeAgentVersion, raePolicyVersion.
+json_object* get_raeLib_json();
+// lanPortUsed, totalLanPort.
+json_object* get_lanport_json();
+// internetDisconnDuration, gwDisconnDuration.
+json_object* get_internetConn_json();
+// cpuAveAll, totalCoreNumber, cpuAveByCores, highCpuTime.
+json_object* get_cpuAvg_json();
+// memoryFree, memoryUsed, highMemTime (MiB, MiB, time).
+json_object* get_meminfo_json();
+// Starts the device-location request until its answer is there (3 tries, 2 s apart).
+void fetch_wan_ip();
+// cableModemMacAddr, cableModemMacOui; probes the modem once per boot.
+void get_cable_modem(json_object* rtInfo_json);
+int get_ping_cable_result();
+char* get_cable_modem_mac();
+char* get_mac_oui(const char* mac);
+const char* get_wifi_region();
+int get_gateway_ip(char* gateway_ip);
+int get_gateway_mac(const char* gateway_ip, char* gateway_mac);
+void remove_colon(char* mac);
+int get_nand_bad_block(char* count);
+int get_nand_total_block(char* count);
+
+// The parsing halves, on a stream (a null stream reads as empty) or a line.
+// routerInfo's wireless region of a wl_country code and /tmp/firmware_region text.
+const char* wifi_region_of(int code, const char* firmware_region);
+// "%15s %lx %lx": interface, destination, gateway of a /proc/net/route line.
+bool parse_route_line(const char* line, char (&ifname)[16], uint32_t* dest, uint32_t* gateway);
+// The default route's gateway as a dotted quad (16 bytes); false when there is none.
+bool gateway_ip_from(FILE* route, char* gateway_ip);
+// The MAC (at most 17 characters, 32 bytes) of an address in /proc/net/arp; false when absent.
+bool gateway_mac_from(FILE* arp, const char* ip, char* mac);
+// The fourth token of the arp line of 192.168.100.1 (at most 17 characters), or "".
+std::string cable_modem_mac_from(FILE* arp);
+bool ping_answered(FILE* result);
+// The count after `phrase` (found in any case), `offset` characters from its
+// start; "" when the phrase is absent or has no number there.
+std::string nand_count_from(FILE* output, const char* phrase, size_t offset);
+// /tmp/cpu_collect_info and /tmp/mem_collect_info contents.
+json_object* cpu_average_from(FILE* cpu_collect_info);
+int high_mem_time_from(FILE* mem_collect_info);
 
 // Debug log event (eventtype10)
 json_object* get_dbgLogs_json();

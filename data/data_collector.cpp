@@ -155,6 +155,10 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerinfo(char* file) {
+    write_document(file, 1, {{"routerInfo", get_routerinfo_json}});
+}
+
 void collect_routerconf(char* file) {
     write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
 }
@@ -225,6 +229,7 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerInfo", collect_routerinfo},
     {"routerConfig", collect_routerconf},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},

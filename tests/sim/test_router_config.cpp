@@ -17,7 +17,7 @@ struct Layout {
     bool zt410 = false;       // de_features: no QoS, VPN, link aggregation
     bool aegix = true;        // the security service's status tool exists
     int vlan_rules = 2;
-    bool circle = false;
+    bool circle = true;       // the Circle agent is of version 2
 };
 
 std::string expected_shape(const Layout& l) {
@@ -224,13 +224,16 @@ TEST(RouterConfigItem, WanVlanAndIpv6Variants) {
     });
 }
 
-TEST(RouterConfigItem, CircleMembersClose) {
+TEST(RouterConfigItem, CircleMembersCloseTheObject) {
     REQUIRE_SIM();
-    Scenario sc;
-    sc.files["/usr/bin/get_circle_status"] = "#!/bin/sh\necho 2.1\n";
-    sc.files["/usr/bin/circlectl"] = "#!/bin/sh\necho 'Circle Agent Version: 2.4.1'\n";
-    expect_document(sc, Layout{true, false, true, 2, true},
-                    {{"circleFeatureVersion", "2"}, {"circleV2AgentVersion", "2.4.1"}});
+    expect_documents({
+        {"agent version 2", {}, {}, {}, {},
+         {{"circleFeatureVersion", "2"}, {"circleV2ActivationConfig", "activate"},
+          {"circleV2AgentVersion", "2.6.14"}, {"circleV2DBVersion", "2024.02.27"}}},
+        {"agent version 1", {}, {}, {{"/usr/bin/get_circle_status", "#!/bin/sh\necho 1.5\n"}},
+         Layout{true, false, true, 2, false},
+         {}},
+    });
 }
 
 TEST(RouterConfigItem, HostileInput) {

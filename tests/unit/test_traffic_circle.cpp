@@ -23,6 +23,11 @@ std::string stat_field(const char* line, int which) {
     return out;
 }
 
+circle_status status_of(const std::string& output) { return parse_circle_status(TextFile(output)); }
+std::string agent_version(const std::string& output) {
+    return parse_circle_agent_version(TextFile(output));
+}
+
 class TrafficStore : public TempDirTest {
    protected:
     void set(std::initializer_list<std::pair<const char*, const char*>> kv) {
@@ -166,29 +171,29 @@ TEST(Circle, VersionAndStatus) {
     for (auto [line, version] : {std::pair{"2.0.1", 2}, {"1.5", 1}, {"", 0}, {" 2", 0}, {"v2", 0}})
         EXPECT_EQ(circle_version_from_text(line), version) << line;
 
-    circle_status st = parse_circle_status(
+    circle_status st = status_of(
         "Circle Running: true rclient:   connected\nCircle Provisioned: true\n");
     EXPECT_TRUE(st.running);
     EXPECT_FALSE(st.online);  // the first rule that matches a line wins
     EXPECT_TRUE(st.provisioned);
 
-    st = parse_circle_status("rclient:   connected\nCircle Running: true");
+    st = status_of("rclient:   connected\nCircle Running: true");
     EXPECT_TRUE(st.online);
     EXPECT_FALSE(st.running);  // the last character of every line is dropped
-    st = parse_circle_status("rclient:  connected\n" + std::string(300, 'x') +
+    st = status_of("rclient:  connected\n" + std::string(300, 'x') +
                              "Circle Provisioned: true\n\n");
     EXPECT_FALSE(st.online);
     EXPECT_TRUE(st.provisioned);
-    st = parse_circle_status(std::string("\0\xff\n", 3));
+    st = status_of(std::string("\0\xff\n", 3));
     EXPECT_FALSE(st.running || st.online || st.provisioned);
 }
 
 TEST(Circle, AgentVersion) {
-    EXPECT_EQ(parse_circle_agent_version("Build: x\nCircle Agent Version: 2.6.1-rc2 (arm)\n"
+    EXPECT_EQ(agent_version("Build: x\nCircle Agent Version: 2.6.1-rc2 (arm)\n"
                                          "Circle Agent Version: 9\n"),
               "2.6.1-rc2");
-    EXPECT_EQ(parse_circle_agent_version("Circle Agent Version:\n"), "");
-    EXPECT_EQ(parse_circle_agent_version("version 2.6\n"), "");
-    EXPECT_EQ(parse_circle_agent_version("Circle Agent Version: " + std::string(500, 'v')).size(),
+    EXPECT_EQ(agent_version("Circle Agent Version:\n"), "");
+    EXPECT_EQ(agent_version("version 2.6\n"), "");
+    EXPECT_EQ(agent_version("Circle Agent Version: " + std::string(500, 'v')).size(),
               127u);
 }
