@@ -14,6 +14,7 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
+#include "collect_router_config.h"
 #include "collect_ssorap.h"
 #include "collect_usb.h"
 #include "collect_usb_media.h"
@@ -156,6 +157,14 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerinfo(char* file) {
+    write_document(file, 1, {{"routerInfo", get_routerinfo_json}});
+}
+
+void collect_routerconf(char* file) {
+    write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
+}
+
 void collect_vumba(char* file) { write_document(file, 1, {{"vumba", get_vumba_json}}); }
 
 void collect_mediaDeviceInfo(char* file) {
@@ -228,6 +237,8 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerInfo", collect_routerinfo},
+    {"routerConfig", collect_routerconf},
     {"vumba", collect_vumba},
     {"mediaDevice", collect_mediaDeviceInfo},
     {"cpu", collect_event2_cpu},
