@@ -554,6 +554,15 @@ void add_text(json_object* obj, const char* name, const char* value) {
     Add_object_string(obj, name, field);
 }
 
+// json-c's integer view of a member (saturating); a NaN, which json-c
+// parses, has none and reads as 0.
+int json_int_or_zero(json_object* v) {
+    if (!v) return 0;
+    if (json_object_is_type(v, json_type_double) && std::isnan(json_object_get_double(v)))
+        return 0;
+    return json_object_get_int(v);
+}
+
 void add_geolocation(json_object* obj) {
     static const struct {
         const char* member;
@@ -573,7 +582,7 @@ void add_geolocation(json_object* obj) {
     for (const auto& m : kMembers) {
         json_object* v = local_json_object_object_get(geo.get(), m.key);
         if (m.number)
-            Add_object_int(obj, m.member, v ? json_object_get_int(v) : 0);
+            Add_object_int(obj, m.member, json_int_or_zero(v));
         else
             add_text(obj, m.member, v ? json_object_get_string(v) : "");
     }

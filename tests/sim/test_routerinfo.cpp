@@ -348,7 +348,7 @@ TEST(RouterInfo, HostileAndMalformedSources) {
         {"/proc/net/arp", "IP address HW type Flags HW address Mask Device\n"
                           "192.168.100.1 0x1 0x2 $(>/tmp/pwned) * brwan\n" + long_line},
         {"/proc/meminfo", binary},
-        {"/tmp/Tarnel_MAXmind", R"({"country":"\u00e9\ud800","zoneOffset":1e99,"city":12,)"
+        {"/tmp/Tarnel_MAXmind", R"({"country":"\u00e9\ud800","zoneOffset":NaN,"city":12,)"
                                 R"("isp":")" + std::string(300, 'i') + R"("})"},
         {"/tmp/mem_collect_info", "1\n-99999999999999999999\n"},
         {"/tmp/LAN0_status", std::string("up\0DoWn", 7)},  // LAN2 alone is up
@@ -363,7 +363,7 @@ TEST(RouterInfo, HostileAndMalformedSources) {
     json_object* info = rep.info();
     ASSERT_TRUE(info);
     expect_members(info, {
-        {"wanIpCountry", "\"\xC3\xA9\xEF\xBF\xBD\""}, {"wanIpZoneOffset", "2147483647"},
+        {"wanIpCountry", "\"\xC3\xA9\xEF\xBF\xBD\""}, {"wanIpZoneOffset", "0"},
         {"wanIpCity", R"("12")"}, {"wanIpIsp", "\"" + std::string(63, 'i') + "\""},
         {"cableModemMacAddr", R"x("$(\/tp\/wnD)")x"}, {"cableModemMacOui", R"x("$(\/TP\/")x"},
         {"wifiRegion", R"("Asia")"}, {"lanPort", R"({"lanPortUsed":1,"totalLanPort":4})"},
