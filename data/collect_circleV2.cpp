@@ -77,15 +77,16 @@ void get_routerinfo_circleV2(json_object* obj) {
     if (get_circle_version_num() != 2) return;
     run_shell("circlectl status > /tmp/ra_circle_info");
     circle_status st = parse_circle_status(open_read(kStatusFile).get());
+    int last_timestamp = zol_atoi(get_value_from_dto("CircleDebug.lastTimestamp"));
+    int error_id = zol_atoi(get_value_from_dto("CircleDebug.errorid"));
 
     Add_object_string(obj, "circleV2AgentIsStart", st.running ? "yes" : "no");
     Add_object_string(obj, "circleV2AgentIsOnline", st.online ? "yes" : "no");
     Add_object_string(obj, "circleV2AgentIsProvisioned", st.provisioned ? "yes" : "no");
     add_setting(obj, "circleV2ActivationStatus", "CircleStatus.activationStatus");
     add_setting(obj, "circleV2EnableStatus", "CircleStatus.spcStatus");
-    Add_object_int(obj, "circleV2CSHLastTimestamp",
-                   zol_atoi(get_value_from_dto("CircleDebug.lastTimestamp")));
-    Add_object_int(obj, "circleV2CSHErrorID", zol_atoi(get_value_from_dto("CircleDebug.errorid")));
+    Add_object_int(obj, "circleV2CSHLastTimestamp", last_timestamp);
+    Add_object_int(obj, "circleV2CSHErrorID", error_id);
     // The settings reader leaves the whole answer in its scratch file.
     get_value_from_dto("CircleDebug.errorMessage");
     get_full_content_from_file(kD2File, obj, "circleV2CSHErrorMessage");

@@ -231,7 +231,8 @@ void add_bandwidth(json_object* obj, const double* down, const double* up, const
         const double* value;
     } figures[] = {{"downloadSpeed", down}, {"uploadSpeed", up}, {"averagePing", ping}};
     for (const auto& f : figures)
-        json_object_object_add(obj, f.name, f.value ? zol_json_object_new_double(*f.value) : nullptr);
+        json_object_object_add(obj, f.name,
+                               f.value ? zol_json_object_new_double(*f.value) : nullptr);
     json_object_object_add(obj, "lastTestTime",
                            time_text ? zol_json_object_new_string(time_text) : nullptr);
     json_object_object_add(obj, "speedtestResults",
@@ -491,7 +492,7 @@ bool is_router_mode() { return config_match("ap_mode", "0") && config_match("bri
 
 const char* wan_ifname() {
     return config_match("wan_proto", "dhcp") || config_match("wan_proto", "static") ? "brwan"
-                                                                                  : "ppp0";
+                                                                                    : "ppp0";
 }
 
 std::string dotted_quad(in_addr_t addr) {
@@ -539,9 +540,10 @@ time_sync get_time_sync() {
         if (strcmp(ts.port, "123") != 0) strncpyt(ts.port, "non-123", sizeof ts.port);
     } else {
         strncpyt(ts.result, file_exists("/tmp/ntp_RaUpdated") ? "cloud" : "no", sizeof ts.result);
-        strncpyt(ts.reason,
-                 config_match("ntpFailReason", "1") ? "Internet unavailable" : "Fail to reach server",
-                 sizeof ts.reason);
+        strncpyt(
+            ts.reason,
+            config_match("ntpFailReason", "1") ? "Internet unavailable" : "Fail to reach server",
+            sizeof ts.reason);
     }
     return ts;
 }
@@ -552,36 +554,50 @@ void add_text(json_object* obj, const char* name, const char* value) {
     Add_object_string(obj, name, field);
 }
 
+// json-c's integer view of a member (saturating); a NaN, which json-c
+// parses, has none and reads as 0.
+int json_int_or_zero(json_object* v) {
+    if (!v) return 0;
+    if (json_object_is_type(v, json_type_double) && std::isnan(json_object_get_double(v)))
+        return 0;
+    return json_object_get_int(v);
+}
+
 void add_geolocation(json_object* obj) {
     static const struct {
         const char* member;
         const char* key;
         bool number;
     } kMembers[] = {
-        {"wanIpCountry", "country", false}, {"wanIpTimeZone", "timeZone", false},
-        {"wanIpZoneOffset", "zoneOffset", true}, {"wanIpRegion", "region", false},
-        {"wanIpCity", "city", false},       {"wanIpZip", "zip", false},
-        {"wanIpExternal", "ip", false},     {"wanIpIsp", "isp", false},
+        {"wanIpCountry", "country", false},
+        {"wanIpTimeZone", "timeZone", false},
+        {"wanIpZoneOffset", "zoneOffset", true},
+        {"wanIpRegion", "region", false},
+        {"wanIpCity", "city", false},
+        {"wanIpZip", "zip", false},
+        {"wanIpExternal", "ip", false},
+        {"wanIpIsp", "isp", false},
     };
     JsonPtr geo(json_object_from_file(kGeoFile));
     for (const auto& m : kMembers) {
         json_object* v = local_json_object_object_get(geo.get(), m.key);
         if (m.number)
-            Add_object_int(obj, m.member, v ? json_object_get_int(v) : 0);
+            Add_object_int(obj, m.member, json_int_or_zero(v));
         else
             add_text(obj, m.member, v ? json_object_get_string(v) : "");
     }
 }
 
 void add_cloud_agent_state(json_object* obj) {
-    Add_object_boolean(obj, "TarnelRegistered", get_bool_from_dto("xagentcfg[0].x_agent_registered"));
+    Add_object_boolean(obj, "TarnelRegistered",
+                       get_bool_from_dto("xagentcfg[0].x_agent_registered"));
     // Two of the four are the texts "true"/"false", as the cloud files them.
     Add_object_string(obj, "TarnelIdAcquired",
                       check_value_from_dto("xagentcfg[0].x_agent_id") == 1 ? "true" : "false");
     Add_object_boolean(obj, "TarnelClaimed", get_bool_from_dto("xagentcfg[0].x_agent_claimed"));
-    Add_object_string(obj, "TarnelClaimCodeAcquired",
-                      check_value_from_dto("xagentcfg[0].x_agent_claim_code") == 1 ? "true"
-                                                                                    : "false");
+    Add_object_string(
+        obj, "TarnelClaimCodeAcquired",
+        check_value_from_dto("xagentcfg[0].x_agent_claim_code") == 1 ? "true" : "false");
 }
 
 void add_install_and_manage(json_object* obj) {
@@ -680,7 +696,8 @@ void add_fans(json_object* obj) {
     if (!fans) return;
     fans = json_make_strict(fans);
     bool is_array = json_object_is_type(fans, json_type_array);
-    Add_object_int(obj, "numberOfFans", is_array ? static_cast<int>(json_object_array_length(fans)) : 0);
+    Add_object_int(obj, "numberOfFans",
+                   is_array ? static_cast<int>(json_object_array_length(fans)) : 0);
     json_object_object_add(obj, "fan", fans);
     run_shell("rm /tmp/router-analytics/ra_fan.conf");
 }
@@ -702,7 +719,9 @@ double narrow_to_float(double v) {
     return static_cast<float>(v);
 }
 
-int clamp_int(long long v) { return static_cast<int>(std::clamp<long long>(v, INT32_MIN, INT32_MAX)); }
+int clamp_int(long long v) {
+    return static_cast<int>(std::clamp<long long>(v, INT32_MIN, INT32_MAX));
+}
 
 }  // namespace
 
@@ -776,7 +795,9 @@ json_object* cpu_average_from(FILE* fp) {
     return obj;
 }
 
-json_object* get_cpuAvg_json() { return cpu_average_from(open_read("/tmp/cpu_collect_info").get()); }
+json_object* get_cpuAvg_json() {
+    return cpu_average_from(open_read("/tmp/cpu_collect_info").get());
+}
 
 int high_mem_time_from(FILE* fp) {
     int value = 0, n = 0;
@@ -798,7 +819,8 @@ json_object* get_meminfo_json() {
     if (!obj) return nullptr;
     Add_object_int(obj, "memoryFree", clamp_int(mem_free));
     Add_object_int(obj, "memoryUsed", clamp_int(mem_used));
-    Add_object_int(obj, "highMemTime", high_mem_time_from(open_read("/tmp/mem_collect_info").get()));
+    Add_object_int(obj, "highMemTime",
+                   high_mem_time_from(open_read("/tmp/mem_collect_info").get()));
     return obj;
 }
 
