@@ -17,6 +17,7 @@
 #include "collect_ssorap.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
+#include "connectedDevice.h"
 #include "generate_crtkt.h"
 #include "interleave.h"
 #include "json_trim.h"
@@ -147,6 +148,24 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+// The details list goes through a scratch document so that a long one is
+// trimmed to the ceiling; numberOfDevices keeps the count from before.
+void merge_connected_device_details(const char* file) {
+    static const char kDetailsFile[] = "/tmp/RA_json_connectdevice";
+    JsonPtr side(json_object_new_object());
+    json_object_object_add(side.get(), "connectedDeviceDetails", get_connectedDetails_json());
+    run_shell("rm /tmp/ra_devices_link_and_signal /tmp/wlan_sta_info");
+    dump_json_to_file(side.get(), kDetailsFile);
+    side.reset();
+    combine_json(file, kDetailsFile);
+    run_shell("rm /tmp/RA_json_connectdevice");
+}
+
+void collect_connected_device_info(char* file) {
+    write_document(file, 2, {{"connectedDevice", get_connectedDevice_json}});
+    merge_connected_device_details(file);
+}
+
 void collect_event2_cpu(char* file) {
     write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
 }
@@ -213,6 +232,7 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"connectedDevice", collect_connected_device_info},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},
     {"eventtype2", collect_event2},
