@@ -108,10 +108,8 @@ void default_if_empty(json_object* dev, const char* key, const char* value) {
     if (!text || !*text) json_object_object_add(dev, key, zol_json_object_new_string(value));
 }
 
-int count_vpn_records() {
-    std::string text;
+int count_vpn_records(const std::string& text) {
     int records = 0;
-    if (!read_whole_file(kVpnCopy, text)) return 0;
     for_each_line(text, kRecordLine, [&](const std::string& line) {
         records += line.find("-----device") != std::string::npos;
     });
@@ -133,29 +131,33 @@ void get_connDevices_links_and_signal(const LinkTable& links, const char* mac,
     }
 }
 
+void complete_online_list(json_object* list, const LinkTable& links) {
+    std::size_t n = json_object_array_length(list);
+    for (std::size_t i = 0; i < n; ++i) {
+        json_object* dev = json_object_array_get_idx(list, i);
+        json_object* iface = local_json_object_object_get(dev, "ConnectionInterface");
+        if (!iface) continue;
+        count_interface(json_object_get_string(iface));
+        json_object* mac = local_json_object_object_get(dev, "DeviceMAC");
+        get_connDevices_links_and_signal(links, mac ? json_object_get_string(mac) : nullptr, dev);
+        default_if_empty(dev, "UserAgent", "NA");
+        default_if_empty(dev, "DetectEngine", "Fing 2.0");
+    }
+}
+
 void collect_fing_device() {
     for (const WorkingCopy& c : kCopies) {
         unlink(c.copy);  // a list that is gone must not come back from an old copy
         zol_safe_system(nullptr, nullptr, 0, "/bin/cp", "-rf", c.source, c.copy, nullptr);
     }
-    LinkTable links;
-    links.load(kLinkFile);
-    connectedDevices[kRowVPN].total += count_vpn_records();
+    std::string vpn;
+    if (read_whole_file(kVpnCopy, vpn)) connectedDevices[kRowVPN].total += count_vpn_records(vpn);
 
     JsonPtr online(json_object_from_file(kOnlineCopy));
     if (online && json_object_is_type(online.get(), json_type_array)) {
-        std::size_t n = json_object_array_length(online.get());
-        for (std::size_t i = 0; i < n; ++i) {
-            json_object* dev = json_object_array_get_idx(online.get(), i);
-            json_object* iface = local_json_object_object_get(dev, "ConnectionInterface");
-            if (!iface) continue;
-            count_interface(json_object_get_string(iface));
-            json_object* mac = local_json_object_object_get(dev, "DeviceMAC");
-            get_connDevices_links_and_signal(links, mac ? json_object_get_string(mac) : nullptr,
-                                             dev);
-            default_if_empty(dev, "UserAgent", "NA");
-            default_if_empty(dev, "DetectEngine", "Fing 2.0");
-        }
+        LinkTable links;
+        links.load(kLinkFile);
+        complete_online_list(online.get(), links);
         dump_json_to_file(online.get(), kOnlineCopy);
     }
     connectedDevices[kRowWireless].total = connectedDevices[kRow24G].total +
@@ -256,10 +258,8 @@ void apply_record_line(json_object* dev, int n, const std::string& line) {
 
 }  // namespace
 
-void get_vpn_fing_dev(json_object* details_device_array) {
+void parse_vpn_records(const std::string& text, json_object* details_device_array) {
     constexpr int kRecordLines = 10;
-    std::string text;
-    if (!details_device_array || !read_whole_file(kVpnCopy, text)) return;
     // One scratch object for all records: what a record leaves out (an
     // "Unknown" model or name) keeps the previous record's value.
     JsonPtr scratch(json_object_new_object());
@@ -277,4 +277,10 @@ void get_vpn_fing_dev(json_object* details_device_array) {
         json_object_array_add(details_device_array, out);
         n = -1;
     });
+}
+
+void get_vpn_fing_dev(json_object* details_device_array) {
+    std::string text;
+    if (details_device_array && read_whole_file(kVpnCopy, text))
+        parse_vpn_records(text, details_device_array);
 }
