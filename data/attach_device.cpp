@@ -264,6 +264,7 @@ struct DetailsContext {
     std::vector<std::string> device_list, access_control, ac_connect;
     LinkTable links;
     FoldedLines vpn, vpn_tun;
+    std::size_t tun_clients = std::string::npos;  // the tunnel status's client table
     std::unordered_map<std::string, std::string> scanner_names;  // lower-case MAC -> name
 
     void load() {
@@ -278,6 +279,7 @@ struct DetailsContext {
         links.load(kLinkFile);
         vpn.load(kVpnStatus);
         vpn_tun.load(kVpnTunStatus);
+        tun_clients = vpn_tun.line_of("Virtual Address");
         std::string names;
         if (!read_whole_file(kScannerNames, names)) return;
         for_each_line(names, kListLine, [this](const std::string& line) {
@@ -334,8 +336,8 @@ void find_connection(const DetailsContext& ctx, Device& d) {
     d.link = link;
     d.signal = signal;
     d.conn_type = type;
-    std::size_t tun_from = ctx.vpn_tun.line_of("Virtual Address");
-    if (tun_from != std::string::npos && ctx.vpn_tun.contains(d.ip, tun_from)) d.conn_type = "VPN";
+    if (ctx.tun_clients != std::string::npos && ctx.vpn_tun.contains(d.ip, ctx.tun_clients))
+        d.conn_type = "VPN";
     if (ctx.vpn.contains(d.mac)) d.conn_type = "VPN";
     if (d.conn_type.empty()) d.conn_type = "wired";
 }
