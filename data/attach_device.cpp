@@ -123,10 +123,9 @@ std::vector<std::string> split_blanks(const std::string& line, const char* blank
 
 bool FoldedLines::load(const char* path) {
     std::string raw;
-    text_.clear();
-    if (!read_whole_file(path, raw)) return false;
+    bool ok = read_whole_file(path, raw);  // "" when unreadable
     assign(raw);
-    return true;
+    return ok;
 }
 
 void FoldedLines::assign(const std::string& text) {
@@ -152,10 +151,9 @@ std::size_t FoldedLines::line_of(const std::string& needle) const {
 
 bool LinkTable::load(const char* path) {
     std::string raw;
-    by_mac_.clear();
-    if (!read_whole_file(path, raw)) return false;
+    bool ok = read_whole_file(path, raw);  // "" when unreadable
     assign(raw);
-    return true;
+    return ok;
 }
 
 void LinkTable::assign(const std::string& text) {
