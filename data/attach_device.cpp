@@ -405,7 +405,16 @@ bool device_online(const std::string& mac) {
     return online;
 }
 
-void add_device(json_object* devices, const DetailsContext& ctx, Device& d, bool online) {
+// The on/off state is the firmware's diagnostic only; the cloud never sees it.
+void report_device(const Device& d, bool online) {
+    fprintf(stderr,
+            "{ mac:\"%s\", ip:\"%s\", name:\"%s\", devtype:\"%s\", contype:\"%s\", "
+            "priority:\"%s\", access_control:\"%s\", onOrOff:\"%d\"}\n",
+            d.mac.c_str(), d.ip.c_str(), d.name.c_str(), d.type_id.c_str(), d.conn_type.c_str(),
+            d.priority.c_str(), d.access.c_str(), online ? 1 : 0);
+}
+
+void add_device(json_object* devices, const DetailsContext& ctx, Device& d) {
     std::string type_name = cut(get_device_type_name(d.type_id.c_str()), 63);
     if (ctx.ap_or_bridge) {
         type_name.clear();
@@ -415,12 +424,6 @@ void add_device(json_object* devices, const DetailsContext& ctx, Device& d, bool
         type_name.clear();
         d.type_id = kOtherType;
     }
-    fprintf(stderr,
-            "{ mac:\"%s\", ip:\"%s\", name:\"%s\", devtype:\"%s\", contype:\"%s\", "
-            "priority:\"%s\", access_control:\"%s\", onOrOff:\"%d\"}\n",
-            d.mac.c_str(), d.ip.c_str(), d.name.c_str(), d.type_id.c_str(), d.conn_type.c_str(),
-            d.priority.c_str(), d.access.c_str(), online ? 1 : 0);
-
     json_object* obj = json_object_new_object();
     Add_object_string(obj, "connType", d.conn_type.c_str());
     Add_object_string(obj, "deviceName", d.name.c_str());
@@ -458,7 +461,8 @@ json_object* get_Detals_json() {
         fix_name(ctx, d);
         bool online = device_online(d.mac);
         d.name = sed_items_xss(d.name.data());
-        add_device(devices, ctx, d, online);
+        report_device(d, online);
+        add_device(devices, ctx, d);
     });
     json_object_object_add(result, "connDevices", devices);
     return result;

@@ -165,6 +165,8 @@ TEST(ConnectedDevice, ClassicAccessPointModeBlanksTypesAndNames) {
                   "|||47") << i;
         if (json_str(dev, "allowOrBlock") == "allow") allowed += json_str(dev, "ipAddress") + " ";
     }
+    // The diagnostic line shows the device before the blanking.
+    EXPECT_NE(run.r.err.find("name:\"Family NAS\", devtype:\"33\""), std::string::npos);
     // Allow records (any case of the MAC) and the upstream MAC, stored without colons.
     EXPECT_EQ(allowed, "192.168.1.10 192.168.1.12 192.168.1.15 192.168.1.30 10.8.0.6 ");
 }
