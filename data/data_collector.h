@@ -34,6 +34,8 @@ void collect_connected_device_info(char* file);
 // connectedDeviceDetails (after get_connectedDevice_json has run) into a
 // scratch document and merges it into file under the 128 KiB ceiling.
 void merge_connected_device_details(const char* file);
+void collect_vumba(char* file);
+void collect_mediaDeviceInfo(char* file);
 void collect_event2_cpu(char* file);
 void collect_event2_mem(char* file);
 void collect_event2(char* file);

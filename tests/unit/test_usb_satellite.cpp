@@ -1,0 +1,238 @@
+// USB storage, media device and satellite builders on literal inputs; the
+// sample router's satellite list and store through the SatelliteInfo builder.
+#include "collect_satelliteinfo.h"
+#include "collect_usb.h"
+#include "collect_usb_media.h"
+#include "config_store.h"
+#include "strict_json.h"
+#include "test_util.h"
+#include "zol_json.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string text(json_object* obj) {
+    JsonPtr own(obj);
+    return obj ? json_object_to_json_string_ext(obj, JSON_C_TO_STRING_PLAIN) : "<null>";
+}
+
+// A stream over a literal, as the parsers read /proc and /sys files.
+struct Stream {
+    explicit Stream(const std::string& s) : data(s), fp(fmemopen(data.data(), data.size(), "r")) {}
+    ~Stream() { fclose(fp); }
+    std::string data;
+    FILE* fp;
+};
+
+const char kPrinter[] =
+    "D:  Ver= 2.00 Cls=00(>ifc ) Sub=00\nS:  Manufacturer=HP\nS:  Product=LaserJet\n"
+    "I:* If#= 0 Cls=07(print) Driver=KC_usblp\n";
+const char kHub[] =
+    "D:  Ver= 2.00 Cls=09(hub  )\nS:  Manufacturer=Linux xhci-hcd\nS:  Product=xHCI Host\n"
+    "S:  SerialNumber=xhci-hcd.0\nI:* If#= 0 Cls=09(hub  ) Driver=hub\n";
+const char kDisk[] =
+    "D:  Ver= 3.20\nS:  Product=Elements\nS:  serialnumber=WX41\nI:* Driver=USB-Storage\n"
+    "I:* If#= 1 Driver=usb-storage\n";
+
+}  // namespace
+
+TEST(Usb, WholeDiskLinesOnly) {
+    char name[4], blocks[64];
+    EXPECT_TRUE(partition_disk_line("   8        0  12x34 sda\n", name, blocks));
+    EXPECT_EQ(std::string(name) + " " + blocks, "sda 12x34");
+    for (const char* line : {"   8 1 500106584 sda1\n", " 179 0 3817472 mmcblk0\n", "", "sd\n",
+                             "   8 0 1 sd"})
+        EXPECT_FALSE(partition_disk_line(line, name, blocks)) << line;
+}
+
+TEST(Usb, SizesBySerial) {
+    memset(usb_storage_serial_num, 0, sizeof usb_storage_serial_num);
+    storage_size[0] = '\0';
+    EXPECT_STREQ(get_storage_size_by_serail("NOT-THERE"), "");
+    strcpy(usb_storage_serial_num[0], "5758AB");
+    strcpy(usb_storage_serial_num[1], "OTHER");
+    usb_storage_size[0] = 500107608ull >> 10;
+    usb_storage_size[1] = 1024;
+    EXPECT_STREQ(get_storage_size_by_serail("5758ab"), "476.94");
+    EXPECT_STREQ(get_storage_size_by_serail("OTHER"), "1.00");
+    // Unknown and null serials repeat the last answer.
+    EXPECT_STREQ(get_storage_size_by_serail("NOT-THERE"), "1.00");
+    EXPECT_STREQ(get_storage_size_by_serail(nullptr), "1.00");
+    usb_storage_size[1] = UINT64_MAX >> 10;
+    EXPECT_LT(strlen(get_storage_size_by_serail("OTHER")), sizeof storage_size);
+}
+
+TEST(Usb, DeviceListKeepsPrintersAndDisks) {
+    memset(usb_storage_serial_num, 0, sizeof usb_storage_serial_num);
+    strcpy(usb_storage_serial_num[0], "WX41");
+    usb_storage_size[0] = 2048;
+    usb_device_slot slots[kUsbSlots];
+    // A driver line before any device, and the disk's second interface, count nothing.
+    Stream s(std::string("I:* Driver=usb-storage\n") + kHub + kPrinter + kHub + kDisk);
+    int n = parse_usb_devices(s.fp, slots, kUsbSlots);
+    EXPECT_EQ(text(usb_devices_json(slots, n)),
+              R"({"numberOfDevices":2,"usbDevice":[)"
+              R"({"usbType":" 2.0","deviceType":"usb-printer","deviceBrand":"HP",)"
+              R"("deviceModel":"LaserJet","deviceSize":"N\/A"},)"
+              // The hub before the disk lends it no manufacturer.
+              R"({"usbType":" 3.2","deviceType":"usb-storage","deviceBrand":"",)"
+              R"("deviceModel":"Elements","deviceSize":"2.00"}]})");
+
+    std::string many;
+    for (int i = 0; i < 70; ++i) many += kDisk;
+    Stream m(many);
+    EXPECT_EQ(parse_usb_devices(m.fp, slots, kUsbSlots), kUsbSlots);
+}
+
+TEST(UsbMedia, ServerVersionAndDrive) {
+    char out[512];
+    plex_version_from_line("x not-a-date 1.2 abc", out, sizeof out);
+    EXPECT_STREQ(out, "1.2-abc ");
+    plex_version_from_line("", out, sizeof out);
+    EXPECT_STREQ(out, "");
+
+    // The count is of the lines read, up to the matching one or to the end.
+    const char* list = "/mnt/sdb1,sdb1,Stick,7.5 GB,1.0 GB\n/mnt/sda1,sda1,WD,465 GB,311 GB\r\n";
+    Stream a(list);
+    plex_usb_drive_info_from(a.fp, "/mnt/sda1", out, 128);
+    EXPECT_STREQ(out, "USB2, WD , Total space: 465 GB, Free space: 311 GB");
+    Stream b(list);
+    plex_usb_drive_info_from(b.fp, "/mnt/sdc1", out, 128);
+    EXPECT_STREQ(out, "USB2,  , Total space: , Free space: ");
+}
+
+TEST(UsbMedia, ServerErrorCodes) {
+    struct Case {
+        int run;
+        bool enabled, clock, version;
+        const char* code;
+    };
+    for (const Case& c : std::vector<Case>{{3, true, false, false, "4"},
+                                           {3, false, false, true, "1"},
+                                           {0, true, true, true, "2"},
+                                           {1, true, true, false, "3"},
+                                           {1, true, true, true, ""}})
+        EXPECT_STREQ(plex_error_code(c.run, c.enabled, c.clock, c.version), c.code) << c.run;
+}
+
+TEST(UsbMedia, BackupStatesAndDetachActions) {
+    struct Case {
+        const char *sync, *error;
+        bool disk;
+        const char *status, *reason;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"0", "", true, "successful", ""},
+             {"", "", true, "", ""},
+             {"5", "", true, "", ""},
+             {"-3", "", false, "failed", "USB HDD has been removed"},
+             {"-3", "", true, "failed", "USB selected folder has been changed or removed"},
+             {"-2", "no_space", true, "failed", "Storage size reach limitation"},
+             {"-2", "quota", true, "failed", "Data backup failure"},
+             {"-1", "no_space", true, "failed", "Data backup failure"}}) {
+        const char *status, *reason;
+        backup_status(c.sync, c.disk, c.error, &status, &reason);
+        EXPECT_EQ(std::string(status) + "|" + reason, std::string(c.status) + "|" + c.reason)
+            << c.sync;
+    }
+    EXPECT_STREQ(usb_detached_action("4"), "Do nothing");
+    EXPECT_STREQ(usb_detached_action("2"), "Recover file from Amazon Cloud");
+    EXPECT_STREQ(usb_detached_action("3"), "Delete the files on Amazon Cloud");
+    EXPECT_STREQ(usb_detached_action("1"), "");
+}
+
+// ---- satellites ----------------------------------------------------------------
+
+class Satellites : public TempDirTest {};
+
+TEST(SatelliteInfo, BackhaulStatus) {
+    for (const char* s : {"1", "12", "1x"}) EXPECT_STREQ(bh_conn_status_text(s), "Close") << s;
+    EXPECT_STREQ(bh_conn_status_text("2"), "OK");
+    for (const char* s : {"22", "", "3", " 1"}) EXPECT_STREQ(bh_conn_status_text(s), "Far") << s;
+}
+
+TEST_F(Satellites, DisconnectsByExactMac) {
+    config_set("disconn_sate1", "AA:BB:CC:DD:EE:00,10,1");
+    config_set("disconn_sate2", "AA:BB:CC:DD:EE:FF,300,4");
+    config_set("disconn_sate4", "11:22:33:44:55:66,7,7");  // after the gap: not read
+    const std::vector<std::pair<const char*, const char*>> cases = {
+        {"AA:BB:CC:DD:EE:FF", R"({"bhDisconnectTime":"300","bhDisconnectCount":"4"})"},
+        {"aa:bb:cc:dd:ee:ff", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
+        {"11:22:33:44:55:66", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
+        {"AA:BB:CC:DD:EE", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
+    };
+    for (const auto& [mac, want] : cases) {
+        json_object* obj = json_object_new_object();
+        EXPECT_EQ(get_SatelliteInfo_Satellite_bhDisconnectTimeCount(obj, mac), 0);
+        EXPECT_EQ(text(obj), want) << mac;
+    }
+}
+
+// The satellite list of a fixture directory of the simulated router, parsed
+// as the builder reads it; the source tree comes from this file's own path.
+class FixtureSatellites : public TempDirTest {
+   protected:
+    void SetUp() override {
+        TempDirTest::SetUp();
+        src_ = __FILE__;
+        size_t at = src_.rfind("tests/unit/");
+        if (at == std::string::npos || src_[0] != '/') GTEST_SKIP() << "source tree unknown";
+        src_.resize(at);
+    }
+    JsonPtr list(const std::string& fixture) const {
+        std::string file = src_ + fixture + "/rootfs/tmp/soapclient/satellite_wifi_info/ra_satellite";
+        return JsonPtr(json_object_from_file(file.c_str()));
+    }
+    std::string src_;
+};
+
+TEST_F(FixtureSatellites, BrokenAndHostileLists) {
+    for (const char* layer : {"sim/layers/bad-satellites", "sim/layers/no-satellites"})
+        EXPECT_EQ(text(satellite_info_from_list(list(layer).get())),
+                  R"({"numberOfSatellite":0,"Satellite":[]})") << layer;
+    JsonPtr info(satellite_info_from_list(list("sim/layers/hostile").get()));
+    EXPECT_EQ(json_object_get_int(json_object_object_get(info.get(), "numberOfSatellite")),
+              kMaxSatellites);
+    // Invalid UTF-8, and a character cut at the 62-byte bound, are repaired, so a
+    // strict parser takes the whole member.
+    json_object* sat3 = json_object_array_get_idx(json_object_object_get(info.get(), "Satellite"), 3);
+    std::string hw = json_object_get_string(json_object_object_get(sat3, "hwRevision"));
+    EXPECT_EQ(hw.substr(0, 5), "hw\xEF\xBF\xBD");
+    EXPECT_EQ(hw.substr(hw.size() - 3), "\xEF\xBF\xBD");
+    const char* doc = json_object_to_json_string_ext(info.get(), JSON_C_TO_STRING_PLAIN);
+    std::string why;
+    EXPECT_TRUE(json_text_is_strict(doc, strlen(doc), &why)) << why;
+}
+
+// The sample router's list and store fragment, through the whole builder.
+TEST_F(FixtureSatellites, SampleRouterSatellites) {
+    put("config.store", slurp(src_ + "sim/router/store.d/60-usb-satellite.store"));
+    JsonPtr list = this->list("sim/router");
+    // A 70-character model name is cut to 62 characters.
+    json_object_object_add(json_object_array_get_idx(list.get(), 1), "modelName",
+                           json_object_new_string(std::string(70, 'M').c_str()));
+    JsonPtr info(satellite_info_from_list(list.get()));
+    json_object* sats = json_object_object_get(info.get(), "Satellite");
+    EXPECT_EQ(json_object_get_int(json_object_object_get(info.get(), "numberOfSatellite")), 2);
+    ASSERT_EQ(json_object_array_length(sats), 2u);
+    EXPECT_EQ(
+        json_object_to_json_string_ext(json_object_array_get_idx(sats, 1), JSON_C_TO_STRING_PLAIN),
+        R"({"modelName":")" + std::string(62, 'M') + R"(","hwRevision":"ZS500-100NAS",)"
+        R"("deviceInfo":{"macAddress":"A4:2B:8C:5E:80:44","serialNumber":"6LA1234B0031A"},)"
+        R"("upTime":"0 days 06:40:51","memoryInfo":{"memoryFree":"198002","memoryUsed":"326286"},)"
+        R"("satelliteStatus":"Online","satelliteSOAPStatus":"OK",)"
+        R"("satelliteMeshConnectStatus":"Connected","satMain2gSSIDCloneStatus":"1",)"
+        R"("satMain5gSSIDCloneStatus":"1","satMain6gSSIDCloneStatus":"1",)"
+        R"("satGuest2gSSIDCloneStatus":"1","satGuest5gSSIDCloneStatus":"1",)"
+        R"("satGuest6gSSIDCloneStatus":"0","satIOT2gSSIDCloneStatus":"NA",)"
+        R"("satIOT5gSSIDCloneStatus":"NA","wifiBackhaulInfo":{"hop":"2",)"
+        R"("mac":"A4:2B:8C:5E:80:47","bhRssi":"-71","bhConnType":"5G","bhPhyTxRate":"866",)"
+        R"("bhPhyRxRate":"780","bhDisconnectTime":"1800","bhDisconnectCount":"3",)"
+        R"("bhConnStatus":"Close","apSwitchCount":"0","parentMac":"A4:2B:8C:5E:72:13"},)"
+        R"("fwVersion":"V7.2.6.21","fwLastUpdate":"2024_3.1_2:10:4",)"
+        R"("fwLastChecked":"2024_3.7_2:10:5","fwupgrade_Method":"Auto"})");
+}
