@@ -208,6 +208,7 @@ void get_device_details_from_file(const char* file, json_object* my_object, int 
         json_object* out = json_object_new_object();
         add_one_device(dev, out, online);
         json_object_array_add(my_object, out);
+        json_object_array_put_idx(list.get(), i, nullptr);  // a long list is not held twice
     }
 }
 
