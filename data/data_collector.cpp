@@ -14,11 +14,13 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
+#include "collect_router_config.h"
 #include "collect_ssorap.h"
 #include "collect_usb.h"
 #include "collect_usb_media.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
+#include "connectedDevice.h"
 #include "generate_crtkt.h"
 #include "interleave.h"
 #include "json_trim.h"
@@ -156,6 +158,32 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerinfo(char* file) {
+    write_document(file, 1, {{"routerInfo", get_routerinfo_json}});
+}
+
+void collect_routerconf(char* file) {
+    write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
+}
+
+// The details list goes through a scratch document so that a long one is
+// trimmed to the ceiling; numberOfDevices keeps the count from before.
+void merge_connected_device_details(const char* file) {
+    static const char kDetailsFile[] = "/tmp/RA_json_connectdevice";
+    JsonPtr side(json_object_new_object());
+    json_object_object_add(side.get(), "connectedDeviceDetails", get_connectedDetails_json());
+    run_shell("rm /tmp/ra_devices_link_and_signal /tmp/wlan_sta_info");
+    dump_json_to_file(side.get(), kDetailsFile);
+    side.reset();
+    combine_json(file, kDetailsFile);
+    run_shell("rm /tmp/RA_json_connectdevice");
+}
+
+void collect_connected_device_info(char* file) {
+    write_document(file, 2, {{"connectedDevice", get_connectedDevice_json}});
+    merge_connected_device_details(file);
+}
+
 void collect_vumba(char* file) { write_document(file, 1, {{"vumba", get_vumba_json}}); }
 
 void collect_mediaDeviceInfo(char* file) {
@@ -230,6 +258,9 @@ void collect_event22(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerInfo", collect_routerinfo},
+    {"routerConfig", collect_routerconf},
+    {"connectedDevice", collect_connected_device_info},
     {"vumba", collect_vumba},
     {"mediaDevice", collect_mediaDeviceInfo},
     {"cpu", collect_event2_cpu},

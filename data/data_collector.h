@@ -29,6 +29,13 @@ int get_second_object_int_from_file(const char* file, const char* object_name,
 void init_data();
 
 void collect_event4(char* file);
+void collect_routerinfo(char* file);
+void collect_routerconf(char* file);
+void collect_connected_device_info(char* file);
+// The second half of the connected-device document, for "all" too: builds
+// connectedDeviceDetails (after get_connectedDevice_json has run) into a
+// scratch document and merges it into file under the 128 KiB ceiling.
+void merge_connected_device_details(const char* file);
 void collect_vumba(char* file);
 void collect_mediaDeviceInfo(char* file);
 void collect_event2_cpu(char* file);

@@ -1,0 +1,348 @@
+// The connectedDevice document in the simulated router, on both engines: the
+// classic scanner list (the sample router) and the device-recognition engine
+// (layer sim/layers/fing). Each classic run includes the scanner's six-second
+// refresh wait, so the classic cases are few and each checks much.
+#include "sim_harness.h"
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+const char kDoc[] = "/tmp/aws_json_connectedDevice";
+const char kFing[] = "sim/layers/fing";
+
+// The document parses under json-c's strict mode with UTF-8 validation.
+bool strict_json(const std::string& text) {
+    json_tokener* tok = json_tokener_new();
+    json_tokener_set_flags(tok, JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+    json_object* doc = json_tokener_parse_ex(tok, text.c_str(), static_cast<int>(text.size()));
+    bool ok = doc && json_tokener_get_error(tok) == json_tokener_success;
+    json_object_put(doc);
+    json_tokener_free(tok);
+    return ok;
+}
+
+// The summary as "wired=12 wireless=26[2.4G=10 5G=12 6G=4] VPN=2".
+std::string summary(json_object* doc) {
+    json_object* arr = json_at(doc, "connectedDevice");
+    if (json_type_name(arr) != "array" || json_object_array_length(arr) != 3) return "<bad>";
+    std::string s;
+    for (size_t i = 0; i < 3; ++i) {
+        json_object* o = json_object_array_get_idx(arr, i);
+        s += json_str(o, "typeConnection") + "=" +
+             std::to_string(json_object_get_int(json_at(o, "countTotal")));
+        if (json_object* bands = json_at(o, "wirelessType")) {
+            s += "[";
+            for (size_t b = 0; b < json_object_array_length(bands); ++b) {
+                json_object* band = json_object_array_get_idx(bands, b);
+                s += (b ? " " : "") + json_str(band, "wifiBand") + "=" +
+                     std::to_string(json_object_get_int(json_at(band, "countDeviceTotal")));
+            }
+            s += "]";
+        }
+        s += i < 2 ? " " : "";
+    }
+    return s;
+}
+
+// Members of one device, their values as text, joined by "|".
+std::string row(json_object* dev, const std::vector<const char*>& members) {
+    std::string s;
+    for (const char* m : members) {
+        json_object* v = json_at(dev, m);
+        s += std::string(v ? json_object_get_string(v) : "<absent>") + "|";
+    }
+    s.pop_back();
+    return s;
+}
+
+json_object* device(json_object* doc, size_t i) {
+    return json_object_array_get_idx(json_at(doc, "connectedDeviceDetails.connDevices"), i);
+}
+
+size_t device_count(json_object* doc) {
+    json_object* arr = json_at(doc, "connectedDeviceDetails.connDevices");
+    return arr ? json_object_array_length(arr) : 0;
+}
+
+struct DocRun {
+    SimResult r;
+    SimJson doc;
+};
+
+DocRun collect(const Scenario& sc) {
+    DocRun run{run_in_router({"data_collector", "connectedDevice"}, sc), nullptr};
+    EXPECT_EQ(run.r.status, 0) << run.r.err.substr(0, 2000);
+    run.doc = run.r.json(kDoc);
+    EXPECT_TRUE(run.doc) << run.r.file(kDoc).substr(0, 2000);
+    EXPECT_TRUE(strict_json(run.r.file(kDoc)));
+    EXPECT_EQ(member_names(run.doc.get()),
+              (std::vector<std::string>{"routerHardware", "connectedDevice",
+                                        "connectedDeviceDetails"}));
+    EXPECT_EQ(json_object_get_int(json_at(run.doc.get(), "routerHardware.eventType")), 2);
+    for (const char* scratch : {"/tmp/RA_json_connectdevice", "/tmp/ra_devices_link_and_signal",
+                                "/tmp/wlan_sta_info", "/tmp/check_offline_device", "/tmp/line_num"})
+        EXPECT_FALSE(run.r.exists(scratch)) << scratch;
+    return run;
+}
+
+const std::vector<const char*> kClassicMembers = {
+    "connType",   "deviceName", "deviceModel", "deviceType",     "deviceTypeID",
+    "ipAddress",  "macAddress", "linkSpeed",   "signalStrength", "allowOrBlock"};
+
+}  // namespace
+
+TEST(ConnectedDevice, ClassicHouseholdInRouterMode) {
+    REQUIRE_SIM();
+    DocRun run = collect({});
+    json_object* doc = run.doc.get();
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(summary(doc), "wired=12 wireless=26[2.4G=10 5G=12 6G=4] VPN=2");
+    EXPECT_EQ(json_object_get_int(json_at(doc, "connectedDeviceDetails.numberOfDevices")), 40);
+    ASSERT_EQ(device_count(doc), 40u);
+    std::vector<std::string> names;
+    for (const char* m : kClassicMembers) names.push_back(m);
+    EXPECT_EQ(member_names(device(doc, 0)), names);
+
+    const std::pair<size_t, std::string> rows[] = {
+        // user's type and name; scanner types are not trusted without trend micro
+        {1, "wired|Family NAS|Storage (NAS)|Storage (NAS)|33|192.168.1.11|A4:83:E7:10:00:02|"
+            "1000.00|0|allow"},
+        {6, "wired|Powerline|Other|Other|47|192.168.1.16|A4:83:E7:10:00:07|0.00||allow"},
+        // "&lt;unknown&gt;" stays n/a although a connection record names the MAC
+        {7, "wired|n/a|Other|Other|47|192.168.1.17|A4:83:E7:10:00:08|1000.00|0|allow"},
+        {8, "wired|Smart-Hub|Other|Other|47|192.168.1.18|A4:83:E7:10:00:09|1000.00|0|allow"},
+        {17, "2.4G|Washing machine|Network Device|Network Device|24|192.168.1.35|"
+             "a4:83:e7:20:00:06|144.00|-46|allow"},
+        // "@#$&*!" without a record is n/a; a record without a name takes the scanner's
+        {18, "2.4G|n/a|Other|Other|47|192.168.1.36|A4:83:E7:20:00:07|144.00|-47|allow"},
+        {19, "2.4G|Roomba|Other|Other|47|192.168.1.37|A4:83:E7:20:00:08|144.00|-48|allow"},
+        {20, "2.4G Guest|Guest-Phone|Other|Other|47|192.168.1.38|A4:83:E7:20:00:09|72.00|-49|block"},
+        {28, "5G|Galaxy Tab S8|Other|Other|47|192.168.1.56|A4:83:E7:30:00:07|866.00|-57|allow"},
+        {38, "VPN|VPN-Laptop|Other|Other|47|10.8.0.6|A4:83:E7:50:00:01|0.00||allow"},
+        // found in the tunnel status by its address only
+        {39, "VPN|VPN-Phone|Other|Other|47|10.8.0.10|A4:83:E7:50:00:02|0.00||allow"},
+    };
+    for (const auto& [i, want] : rows) EXPECT_EQ(row(device(doc, i), kClassicMembers), want) << i;
+
+    // Wired flags written back where they were stale, nothing else touched.
+    const std::pair<const char*, const char*> store[] = {
+        {"access_control1", "0 a4:83:e7:10:00:01 0 Office-PC"},
+        {"access_control2", "0 A4:83:E7:20:00:01 1 Thermostat"},
+        {"access_control3", "1 A4:83:E7:30:00:02 1 Kids-Tablet"},
+        {"access_control4", "0 A4:83:E7:10:00:03 0 Living-Room-TV"},
+        {"access_control5", "1 A4:83:E7:20:00:09 1 Guest-Phone"},
+        {"access_control6", "0 A4:83:E7:50:00:01 1 VPN-Laptop"},
+    };
+    for (const auto& [key, value] : store) EXPECT_EQ(run.r.store(key), value) << key;
+
+    // On/off goes only to the diagnostic lines.
+    EXPECT_NE(run.r.err.find("{ mac:\"A4:83:E7:10:00:0B\", ip:\"192.168.1.20\", "
+                             "name:\"Camera-Garage\", devtype:\"47\", contype:\"wired\", "
+                             "priority:\"0\", access_control:\"allow\", onOrOff:\"0\"}\n"),
+              std::string::npos);
+    size_t on = 0;
+    for (size_t p = 0; (p = run.r.err.find("onOrOff:\"1\"", p)) != std::string::npos; ++p) ++on;
+    EXPECT_EQ(on, 38u);
+}
+
+TEST(ConnectedDevice, ClassicAccessPointModeBlanksTypesAndNames) {
+    REQUIRE_SIM();
+    Scenario sc;
+    sc.store = {{"ap_mode", "1"}, {"new_device_statue_by_default", "Block"}};
+    DocRun run = collect(sc);
+    json_object* doc = run.doc.get();
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(summary(doc), "wired=12 wireless=26[2.4G=10 5G=12 6G=4] VPN=2");
+    ASSERT_EQ(device_count(doc), 40u);
+    std::string allowed;
+    for (size_t i = 0; i < 40; ++i) {
+        json_object* dev = device(doc, i);
+        EXPECT_EQ(row(dev, {"deviceName", "deviceModel", "deviceType", "deviceTypeID"}),
+                  "|||47") << i;
+        if (json_str(dev, "allowOrBlock") == "allow") allowed += json_str(dev, "ipAddress") + " ";
+    }
+    // The diagnostic line shows the device before the blanking.
+    EXPECT_NE(run.r.err.find("name:\"Family NAS\", devtype:\"33\""), std::string::npos);
+    // Allow records (any case of the MAC) and the upstream MAC, stored without colons.
+    EXPECT_EQ(allowed, "192.168.1.10 192.168.1.12 192.168.1.15 192.168.1.30 10.8.0.6 ");
+}
+
+TEST(ConnectedDevice, ClassicWithoutScannerListKeepsNegativeWiredCount) {
+    REQUIRE_SIM();
+    Scenario sc;
+    sc.remove = {"/tmp/netscan"};
+    DocRun run = collect(sc);
+    json_object* doc = run.doc.get();
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(summary(doc), "wired=-26 wireless=26[2.4G=10 5G=12 6G=4] VPN=0");
+    EXPECT_EQ(member_names(json_at(doc, "connectedDeviceDetails")),
+              std::vector<std::string>{"numberOfDevices"});
+    EXPECT_EQ(json_object_get_int(json_at(doc, "connectedDeviceDetails.numberOfDevices")), 0);
+}
+
+TEST(ConnectedDevice, ClassicSurvivesHostileLists) {
+    REQUIRE_SIM();
+    std::string list =
+        "192.168.1.90 A4:83:E7:60:00:01 47 0 x y " + std::string(100000, 'N') + " 1\n"
+        "192.168.1.91 A4:83:E7:60:00:02 47 0 x y \xff\xfe\x01name\x80 1\n"
+        "192.168.1.92 -f/etc/passwd 47 0 x y dash 1\n"
+        "192.168.1.93 A4:83:E7:60:00:03';touch${IFS}/tmp/pwned;' 47 0 x y "
+        "$(touch${IFS}/tmp/pwned2)`touch${IFS}/tmp/pwned3` 1\n"
+        "1 2 3\n\n";
+    list += std::string("192.168.1.94 A4:83:E7:60:00:04 47 0 x y nul\0byte 1\n", 51);
+    std::string vpn = "Common Name,Real Address\n";
+    for (int i = 0; i < 10000; ++i) vpn += "client" + std::to_string(i) + ",198.51.100.1:1194\n";
+    Scenario sc;
+    sc.files = {{"/tmp/netscan/attach_device_streamboost", list},
+                {"/tmp/openvpnd.status", vpn},
+                {"/tmp/sim/link_and_signal",
+                 "A4:83:E7:60:00:01 inf \xc3\x28 5G\nA4:83:E7:60:00:02 1e999999 x " +
+                     std::string(300, 'T') + "\n\x01\x02\x03\n"},
+                {"/tmp/sim/wlan_stainfo", "###2.4G###\n\xff\xfe:\x00\x01\n" + std::string(70000, 'x')}};
+    sc.store = {{"streamboost_enable", "0"},
+                {"device_list0", "A4:83:E7:60:00:01"},
+                {"device_list1", "A4:83:E7:60:00:02 0"},
+                {"access_control1", "0 A4:83:E7:60:00:02"},
+                {"ac_connect1", "1 A4:83:E7:60:00:01 0 0 " + std::string(300, 'A')}};
+    DocRun run = collect(sc);
+    json_object* doc = run.doc.get();
+    ASSERT_TRUE(doc);
+    for (const char* pwned : {"/tmp/pwned", "/tmp/pwned2", "/tmp/pwned3"})
+        EXPECT_FALSE(run.r.exists(pwned)) << pwned;
+    // "1 2 3" counts, its MAC "2" found inside a VPN client's name.
+    EXPECT_EQ(summary(doc), "wired=4 wireless=1[2.4G=1] VPN=1");
+    EXPECT_EQ(json_object_get_int(json_at(doc, "connectedDeviceDetails.numberOfDevices")), 7);
+    ASSERT_EQ(device_count(doc), 5u);
+    // The 100 kB name is cut with its line; the connection record names it, cut
+    // to the 255 characters kept of the record less its last two.
+    EXPECT_EQ(json_str(device(doc, 0), "deviceName"), std::string(229, 'A'));
+    EXPECT_EQ(json_str(device(doc, 0), "signalStrength"), "\xef\xbf\xbd(");
+    EXPECT_EQ(json_str(device(doc, 0), "connType"), "5G");
+    EXPECT_NE(run.r.file(kDoc).find("\"linkSpeed\":null,"), std::string::npos);
+    EXPECT_EQ(json_str(device(doc, 1), "deviceName"), "");  // the user's entry has no name
+    EXPECT_EQ(run.r.store("access_control1"), "0 A4:83:E7:60:00:02");
+    EXPECT_EQ(json_str(device(doc, 2), "macAddress"), "-f:/e:tc:/p:as:swd");
+    // Without streamboost the types are blank; the names stay.
+    for (size_t i = 0; i < 5; ++i)
+        EXPECT_EQ(row(device(doc, i), {"deviceModel", "deviceType", "deviceTypeID"}), "||47") << i;
+    EXPECT_EQ(json_str(device(doc, 4), "deviceName"), "nul");
+}
+
+TEST(ConnectedDevice, RecognitionEngineInEachMode) {
+    REQUIRE_SIM();
+    for (const char* ap_mode : {"0", "1"}) {
+        SCOPED_TRACE(std::string("ap_mode=") + ap_mode);
+        Scenario sc;
+        sc.extra_fixtures = {kFing};
+        sc.store["ap_mode"] = ap_mode;
+        DocRun run = collect(sc);
+        json_object* doc = run.doc.get();
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(summary(doc), "wired=10 wireless=26[2.4G=10 5G=12 6G=4] VPN=2");
+        EXPECT_EQ(run.r.err.find("{ mac:"), std::string::npos);  // not the classic path
+        EXPECT_EQ(json_object_get_int(json_at(doc, "connectedDeviceDetails.numberOfDevices")),
+                  40);
+        ASSERT_EQ(device_count(doc), 38u);
+        std::string names;
+        for (const std::string& n : member_names(device(doc, 0))) names += n + ",";
+        EXPECT_EQ(names,
+                  "connStatus,connType,deviceName,deviceNameUserDefined,deviceNameAutoDetect,"
+                  "deviceModel,deviceModelUserDefined,deviceModelAutoDetect,deviceType,"
+                  "deviceTypeAutoDetect,deviceTypeUserDefined,deviceTypeID,fingDetectedType,"
+                  "fingDetectedModel,deviceVendorAutoDetect,deviceTypeV2,deviceTypeV2UserDefined,"
+                  "deviceTypeV2AutoDetect,deviceTypeV2ID,deviceBrandAutoDetect,"
+                  "deviceMacVendorAutoDetect,deviceOSNameAutoDetect,deviceOSVerAutoDetect,"
+                  "detectEngine,dhcpFingerPrint,userAgent,ipAddress,macAddress,linkspeed,"
+                  "signalStrength,allowOrBlock,connectedAP,connectedAPMac,connectedAPModel,");
+        const std::vector<const char*> m = {"connStatus", "connType", "deviceName",
+                                            "deviceNameUserDefined", "deviceTypeID",
+                                            "deviceTypeV2ID", "detectEngine", "userAgent",
+                                            "linkspeed", "signalStrength", "connectedAP"};
+        const std::pair<size_t, std::string> rows[] = {
+            {0, "Online|wired|Office PC|true|38|138|Fing 2.0|NA|1000.00||Router"},
+            {20, "Online|5G|Dad's iPhone|false|17|117|Fing 2.0|Mozilla/5.0 (X11; Linux armv7l)|"
+                 "866.00|-51|Router"},
+            {28, "Online|5G1|Teen <3 Laptop|false|38|138|Fing 2.0|NA|1201.00|-59|"
+                 "Satellite-Upstairs"},
+            {31, "Online|5G Guest|Visitor Laptop|false|19|119|Fing 2.1|"
+                 "Mozilla/5.0 (X11; Linux armv7l)|433.00|-62|Satellite-Upstairs"},
+            {37, "Offline||Old Laptop|false|37|137|Fing 2.1||0.00||Router"},
+        };
+        for (const auto& [i, want] : rows) EXPECT_EQ(row(device(doc, i), m), want) << i;
+        EXPECT_EQ(json_str(device(doc, 36), "connStatus"), "Offline");
+        EXPECT_EQ(json_str(device(doc, 35), "connStatus"), "Online");
+        // The working list is rewritten with the completed members.
+        SimJson online = run.r.json("/tmp/ra_attach_online_device");
+        ASSERT_TRUE(online);
+        EXPECT_EQ(json_str(json_object_array_get_idx(online.get(), 0), "UserAgent"), "NA");
+        EXPECT_EQ(json_str(json_object_array_get_idx(online.get(), 0), "LinkRate"), "1000");
+    }
+}
+
+TEST(ConnectedDevice, RecognitionEngineSurvivesBadLists) {
+    REQUIRE_SIM();
+    std::string vpn;
+    for (int i = 0; i < 10000; ++i) vpn += "-----device:" + std::to_string(i) + "\n\xff\x01\n";
+    const struct {
+        const char* online;
+        const char* offline;
+        const char* want;
+        size_t devices;
+    } cases[] = {
+        {"[{\"ConnectionInterface\": \"5G\", \"DeviceName\": ", "{\"a\": 1}",
+         "wired=0 wireless=0[] VPN=10000", 0},
+        {"[{\"ConnectionInterface\": 5, \"DeviceName\": 42, \"DeviceMAC\": [\"x\"], "
+         "\"UserAgent\": 7, \"LinkRate\": {}}, \"text\", 3, null, {\"ConnectionInterface\": "
+         "\"2.4G\", \"DeviceName\": \"\\u00ff\\ud800\"}]",
+         "[[], 1]", "wired=0 wireless=1[2.4G=1] VPN=10000", 6},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.online);
+        Scenario sc;
+        sc.extra_fixtures = {kFing};
+        sc.files = {{"/tmp/soapclient/satellite_wifi_info/ra_attach_device", c.online},
+                    {"/tmp/netscan/attach_offline_device", c.offline},
+                    {"/tmp/netscan/vpn_attach_device", vpn}};
+        DocRun run = collect(sc);
+        ASSERT_TRUE(run.doc);
+        EXPECT_EQ(summary(run.doc.get()), c.want);
+        EXPECT_EQ(device_count(run.doc.get()), c.devices);
+    }
+}
+
+TEST(ConnectedDevice, TwoThousandDevicesTrimmedUnderTheCeiling) {
+    REQUIRE_SIM();
+    for (const char* engine : {"fing", "classic"}) {
+        SCOPED_TRACE(engine);
+        char tmpl[] = "/tmp/dc-devices.XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        std::string layer = tmpl;
+        std::string cmd = std::string("'") + DC_SOURCE_DIR + "/tools/device-layer' " + layer +
+                          " 2000 " + engine;
+        ASSERT_EQ(system(cmd.c_str()), 0);
+        Scenario sc;
+        sc.extra_fixtures = {layer};
+        DocRun run = collect(sc);
+        EXPECT_EQ(system(("rm -rf " + layer).c_str()), 0);
+        json_object* doc = run.doc.get();
+        ASSERT_TRUE(doc);
+        EXPECT_LE(run.r.file(kDoc).size(), 131072u);
+        EXPECT_EQ(summary(doc), "wired=500 wireless=1500[2.4G=500 5G=500 6G=500] VPN=0");
+        // The count from before trimming stays; the first devices are kept.
+        EXPECT_EQ(json_object_get_int(json_at(doc, "connectedDeviceDetails.numberOfDevices")),
+                  2000);
+        EXPECT_GT(device_count(doc), 50u);
+        EXPECT_LT(device_count(doc), 2000u);
+        EXPECT_EQ(json_str(device(doc, 0), "macAddress"), "A4:83:E8:00:00:00");
+        EXPECT_NE(run.r.out.find("JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k\n"),
+                  std::string::npos);
+        EXPECT_NE(run.r.file("/tmp/RA_collect.log")
+                      .find("JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k "
+                            "(connectedDeviceDetails)"),
+                  std::string::npos);
+    }
+}
