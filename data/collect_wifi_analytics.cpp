@@ -62,6 +62,20 @@ const Counter kCounters[] = {
     {"txErrorCarrier", "tx_carrier_errors"},
 };
 
+// x * a for a below 2^32, as two 64-bit words.
+struct Wide {
+    uint64_t hi, lo;
+};
+
+Wide times(uint64_t x, uint64_t a) {
+    uint64_t low = (x & 0xffffffffu) * a;
+    uint64_t mid = (x >> 32) * a;
+    uint64_t lo = low + (mid << 32);
+    return {(mid >> 32) + (lo < low ? 1 : 0), lo};
+}
+
+bool less(const Wide& a, const Wide& b) { return a.hi < b.hi || (a.hi == b.hi && a.lo < b.lo); }
+
 std::string first_line(const char* path, size_t max_chars) {
     return std::string(cat_file(path)).substr(0, max_chars);
 }
@@ -200,12 +214,12 @@ int tx_drop_percent(int64_t packets, int64_t dropped) {
     if (dropped <= 0) return 0;
     uint64_t d = static_cast<uint64_t>(dropped);
     uint64_t total = static_cast<uint64_t>(packets < 0 ? 0 : packets) + d;  // below 2^64
-    // Scaled down together only where d * 100 would not fit.
-    while (d > UINT64_MAX / 100) {
-        d >>= 1;
-        total >>= 1;
-    }
-    return static_cast<int>(d * 100 / total);
+    // The largest p with total * p <= dropped * 100, in two-word arithmetic.
+    const Wide limit = times(d, 100);
+    int percent = 0;
+    while (percent < 100 && !less(limit, times(total, static_cast<uint64_t>(percent) + 1)))
+        ++percent;
+    return percent;
 }
 
 json_object* get_iface_stat_json(const char* ifname) {

@@ -26,7 +26,7 @@ int wifi_util_sum(int a, int b);
 // without one or a negative one, INT64_MAX for one beyond 64 bits.
 int64_t counter_value(const char* text);
 // Share of dropped frames in percent of packets + dropped, truncated; 0 when
-// nothing was dropped. Exact below 1.8e17 dropped frames, close beyond.
+// nothing was dropped. Exact for any counts.
 int tx_drop_percent(int64_t packets, int64_t dropped);
 // The ifaceStat object from the counter files of /sys/class/net/<ifname>/statistics.
 json_object* get_iface_stat_json(const char* ifname);
