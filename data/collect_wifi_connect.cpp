@@ -206,8 +206,9 @@ json_object* ConnectEventBuilder::build(char* line) {
     ConnectLogFields f = split_connect_log_line(line);
     char begin[32];
     format_begin_time(f.time, begin);
-    if (const char* label = connect_event_label(f.code))
-        snprintf(event_type_, sizeof event_type_, "%s", label);
+    // The whole label: "5:Post-association steer success" is one character
+    // longer than the firmware's 32-byte buffer held.
+    if (const char* label = connect_event_label(f.code)) event_type_ = label;
     char band_channel[31];
     snprintf(band_channel, sizeof band_channel, "%s:%s", get_radio_band(f.ifname),
              get_radio_channel(f.ifname));

@@ -72,7 +72,7 @@ class ConnectEventBuilder {
 
    private:
     const ConnectDeviceIndex& devices_;
-    char event_type_[32] = "";
+    const char* event_type_ = "";
 };
 
 // Lines of log as get_connevent_num counts them; 0 when it cannot be read.
