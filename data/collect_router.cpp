@@ -124,7 +124,11 @@ void dbgLogs_revised() {
     snprintf(cmd, sizeof cmd, "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' %s", kEvent10File);
     run_shell(cmd);
 
-    snprintf(cmd, sizeof cmd, "cat %s | grep -n dbgMsg | awk -F \":\" '{print $1}' > %s",
+    // Only the member name itself starts a line with "dbgMsg": (the same word
+    // inside a text is escaped as \"dbgMsg\"), so a serial number or tool
+    // output holding the word cannot move the edit.
+    snprintf(cmd, sizeof cmd,
+             "cat %s | grep -n '^ *\"dbgMsg\":' | awk -F \":\" '{print $1}' > %s",
              kEvent10File, kDbgLineFile);
     run_shell(cmd);
 

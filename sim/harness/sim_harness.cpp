@@ -1,5 +1,7 @@
 #include "sim_harness.h"
 
+#include "strict_json.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -237,6 +239,11 @@ SimJson SimResult::json(const std::string& router_path) const {
         json_object_put(obj);
         return nullptr;
     }
+    // json-c takes more than the cloud does (NaN, invalid UTF-8, ...): every
+    // document a test reads must also pass the cloud's strict rules.
+    std::string why;
+    if (!json_text_is_strict(text.data(), text.size(), &why))
+        ADD_FAILURE() << router_path << " is not strict JSON: " << why;
     return SimJson(obj);
 }
 

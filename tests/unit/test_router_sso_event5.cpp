@@ -73,7 +73,6 @@ class RouterInfoMembers : public TempDirTest {};
 
 TEST_F(RouterInfoMembers, FirmwareAndSsoRegistration) {
     const char* flag = "/tmp/dgc_func_have_sso";
-    if (access(flag, F_OK) == 0) GTEST_SKIP() << flag << " belongs to someone else here";
     config_set("update_time", std::string(100, 'u').c_str());
     config_set("check_time", "2024_3.7_9:5:0");
     config_set("ssoGuiRegStatus", "Registered");

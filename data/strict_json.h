@@ -1,0 +1,10 @@
+// Whether a text is one JSON document that the cloud's strict parser takes:
+// RFC 8259 grammar (no NaN or Infinity, no comments, no trailing text) in
+// valid UTF-8, with \u escapes naming whole characters (surrogates paired).
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+// On failure *why (when given) says what and where, e.g. "invalid UTF-8 at byte 12".
+bool json_text_is_strict(const char* text, std::size_t len, std::string* why = nullptr);
