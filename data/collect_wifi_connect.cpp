@@ -25,7 +25,8 @@ namespace {
 const char kEventLog[] = "/tmp/wifi_ra";
 const char kSatelliteDevices[] = "/tmp/soapclient/satellite_wifi_info/ra_attach_device";
 const char kRouterDevices[] = "/tmp/netscan/attach_offline_device";
-// One fgets of the daemon's line buffer: a longer line is read in pieces.
+// Lines are counted and read with fgets into this many bytes, so a longer
+// line counts, and becomes an event, once per piece.
 const int kLineBuf = 1024;
 
 struct CodeText {
@@ -40,9 +41,12 @@ const CodeText kReasons[] = {
 };
 
 const char* const kEventLabels[] = {
-    "1:Connect success",      "2:Connect fail",
-    "3:Disconnect by ap",     "4:Disconnect by client",
-    "5:Post-association steer success", "6:Post-association steer fail",
+    "1:Connect success",
+    "2:Connect fail",
+    "3:Disconnect by ap",
+    "4:Disconnect by client",
+    "5:Post-association steer success",
+    "6:Post-association steer fail",
 };
 
 const char* or_empty(const char* s) { return s ? s : ""; }
