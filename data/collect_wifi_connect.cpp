@@ -11,6 +11,8 @@
 #include <ctime>
 #include <deque>
 #include <limits>
+#include <string>
+#include <unordered_map>
 
 #include "Add_object.h"
 #include "collect_wifi.h"
@@ -50,6 +52,41 @@ const char* const kEventLabels[] = {
 };
 
 const char* or_empty(const char* s) { return s ? s : ""; }
+
+// The six texts an event takes from the device lists, each at most 62 characters.
+struct ConnectDevice {
+    std::string type, model, name, ap_model, ap_mac, ssid;
+};
+
+// Devices of the satellite list, then of the router's list, by DeviceMAC
+// (at most 30 characters) ignoring case; the first element of a MAC wins.
+class ConnectDeviceIndex {
+   public:
+    void add_list(json_object* list);
+    const ConnectDevice* find(const char* mac) const;
+
+   private:
+    std::unordered_map<std::string, ConnectDevice> by_mac_;
+};
+
+// Turns log lines into event objects; the event type text carries over to a
+// line whose code is unknown, as the cloud has always received it.
+class ConnectEventBuilder {
+   public:
+    explicit ConnectEventBuilder(const ConnectDeviceIndex& devices) : devices_(devices) {}
+    json_object* build(char* line);
+
+   private:
+    const ConnectDeviceIndex& devices_;
+    const char* event_type_ = "";
+};
+
+// "1:Connect success" ... "6:Post-association steer fail"; null for any other code.
+const char* connect_event_label(const char* code) {
+    long n = strtol(or_empty(code), nullptr, 10);
+    return n >= 1 && n <= 6 ? kEventLabels[n - 1] : nullptr;
+}
+
 
 // ASCII case folding, as strcasecmp compares in the C locale.
 std::string lower_ascii(const char* s) {
@@ -133,11 +170,6 @@ const char* change_reason_format(const char* reason) {
     return reason;
 }
 
-const char* connect_event_label(const char* code) {
-    long n = strtol(or_empty(code), nullptr, 10);
-    return n >= 1 && n <= 6 ? kEventLabels[n - 1] : nullptr;
-}
-
 void satellite_base_mac(const char* ifname, const char* mac_str, bool three_radio, char* result) {
     unsigned b[6] = {0, 0, 0, 0, 0, 0};
     const char* p = or_empty(mac_str);
@@ -181,6 +213,8 @@ ConnectLogFields split_connect_log_line(char* line) {
     }
     return f;
 }
+
+namespace {
 
 void ConnectDeviceIndex::add_list(json_object* list) {
     if (!json_object_is_type(list, json_type_array)) return;
@@ -254,6 +288,8 @@ json_object* ConnectEventBuilder::build(char* line) {
     Add_object_string(event, "apNetwork", get_wifi_ra_purpose(f.ifname));
     return event;
 }
+
+}  // namespace
 
 // ---- the log --------------------------------------------------------------------------
 

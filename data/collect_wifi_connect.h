@@ -7,8 +7,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <string>
-#include <unordered_map>
 
 // Lines of /tmp/wifi_ra as last counted (a line over 1,023 characters counts
 // once per 1,023-character piece, as it is read).
@@ -40,40 +38,8 @@ struct ConnectLogFields {
 // last field also ends at a line feed.
 ConnectLogFields split_connect_log_line(char* line);
 
-// "1:Connect success" ... "6:Post-association steer fail"; null for any
-// other code.
-const char* connect_event_label(const char* code);
-
 // convert_satellite_mac with the radio layout given.
 void satellite_base_mac(const char* ifname, const char* mac_str, bool three_radio, char* result);
-
-// The six texts an event takes from the device lists, each at most 62 characters.
-struct ConnectDevice {
-    std::string type, model, name, ap_model, ap_mac, ssid;
-};
-
-// Devices of the satellite list, then of the router's list, by DeviceMAC
-// (at most 30 characters) ignoring case; the first element of a MAC wins.
-class ConnectDeviceIndex {
-   public:
-    void add_list(json_object* list);
-    const ConnectDevice* find(const char* mac) const;
-
-   private:
-    std::unordered_map<std::string, ConnectDevice> by_mac_;
-};
-
-// Turns log lines into event objects; the event type text carries over to a
-// line whose code is unknown, as the cloud has always received it.
-class ConnectEventBuilder {
-   public:
-    explicit ConnectEventBuilder(const ConnectDeviceIndex& devices) : devices_(devices) {}
-    json_object* build(char* line);
-
-   private:
-    const ConnectDeviceIndex& devices_;
-    const char* event_type_ = "";
-};
 
 // Lines of log as get_connevent_num counts them; 0 when it cannot be read.
 int count_connect_log_lines(const char* log);
