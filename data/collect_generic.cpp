@@ -90,13 +90,6 @@ long long clamp_counter(long long v) {
     return v;
 }
 
-// The kB count of a meminfo line ("MemTotal:   262144 kB"); 0 when the line
-// is missing or has fewer than two words.
-long long meminfo_kb(const char* line) {
-    char copy[64];
-    strncpyt(copy, line, sizeof copy);
-    return clamp_counter(strtoll(last_str(copy), nullptr, 10));
-}
 
 // 1 for "1", 2 for "0", 0 for anything else (the cloud's consent encoding).
 int consent_option(const char* key) {
@@ -313,6 +306,12 @@ void threashold_check_setting() {
     snprintf(memoryUtilizationsHigh, sizeof memoryUtilizationsHigh, "%s%%",
              get_second_object_string_from_file(kPolicyFile, "eventLogPolicy",
                                                 "memoryUtilizationsHigh"));
+}
+
+long long meminfo_kb(const char* line) {
+    char copy[64];
+    strncpyt(copy, line, sizeof copy);
+    return clamp_counter(strtoll(last_str(copy), nullptr, 10));
 }
 
 void get_full_content_from_file(const char* file, json_object* root, const char* name) {

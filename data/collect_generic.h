@@ -24,6 +24,9 @@ void collect_MemoryUtilizationsInfo();
 void threashold_check_setting();
 void meminfo_from_tmp(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache);
 void get_full_content_from_file(const char* file, json_object* root, const char* name);
+// The kB count of a meminfo line ("MemTotal:   262144 kB"), clamped to 2^52;
+// 0 when the line is missing or has fewer than two words.
+long long meminfo_kb(const char* line);
 
 // Kernel reboot and firmware upgrade
 json_object* get_event0_json();

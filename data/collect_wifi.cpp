@@ -13,6 +13,7 @@
 
 #include <config_store.h>
 
+#include "Add_object.h"
 #include "unit.h"
 
 const wifi_mode wifimode[] = {
@@ -105,11 +106,7 @@ const IfnameRow kIfnames[] = {
     {"wla_6g", "", "wl0"},     {"wla_6g1", "", "wl0.1"},
 };
 
-struct SecRow {
-    const char* sectype;
-    const char* label;
-};
-const SecRow kSecLabels[] = {
+const lookup_row kSecLabels[] = {
     {"8", "WPA2-PSK[AES]+WPA3-PSK"}, {"7", "WPA3-PSK"}, {"6", "WPA/WPA2 Enterprise"},
     {"5", "WPA-PSK[TKIP]+WPA2-PSK[AES]"}, {"4", "WPA2-PSK[AES]"}, {"3", "WPA-PSK"},
 };
@@ -121,11 +118,7 @@ struct BandRow {
 };
 const BandRow kBands[] = {{"wl0", "5G", "6G"}, {"wl1", "2G", "5G"}, {"wl2", "", "2G"}};
 
-struct StatusRow {
-    const char* prefix;
-    const char* file;
-};
-const StatusRow kStatusFiles[] = {
+const lookup_row kStatusFiles[] = {
     {"wl", "/tmp/WLAN_2G_status"},
     {"wla", "/tmp/WLAN_5G_status"},
     {"wla_6g", "/tmp/WLAN_6G_status"},
@@ -192,11 +185,9 @@ const char* wlan_mode_label(const char* pre, const char* simple_mode, WifiBuild 
 }
 
 const char* wlan_sec_label(const char* sectype, const char* key_length) {
-    for (const SecRow& row : kSecLabels)
-        if (strcmp(safe(sectype), row.sectype) == 0) return row.label;
     if (strcmp(safe(sectype), "2") == 0)
         return strcmp(safe(key_length), "5") == 0 ? "WEP64" : "WEP128";
-    return "None";
+    return lookup_text(kSecLabels, safe(sectype), "None");
 }
 
 const char* wlan_ifname(const char* pre, bool two_radio) {
@@ -272,9 +263,8 @@ int enable_ap(const char* file_name) {
 }
 
 int get_wlan_status(const char* pre) {
-    for (const StatusRow& row : kStatusFiles)
-        if (strcmp(safe(pre), row.prefix) == 0) return enable_ap(row.file);
-    return 0;
+    const char* file = lookup_text(kStatusFiles, pre, nullptr);
+    return file ? enable_ap(file) : 0;
 }
 
 const char* get_radio_band(const char* ifname) { return radio_band(ifname, is_two_radio_router()); }
@@ -303,4 +293,116 @@ int interface_exists(const char* interface_name) {
         if (it->ifa_name && strcmp(it->ifa_name, safe(interface_name)) == 0) found = 1;
     freeifaddrs(list);
     return found;
+}
+
+// ---- per-network settings ---------------------------------------------------------
+
+namespace {
+
+// Store keys of one network, in band order 2.4, 5, 6 GHz.
+struct NetworkKeys {
+    const char* flag;
+    const char* ssid;
+    const char* broadcast;
+    const char* prefix;
+};
+const NetworkKeys kMainNets[] = {
+    {"endis_wl_radio", "wl_ssid", "endis_ssid_broadcast", "wl"},
+    {"endis_wla_radio", "wla_ssid", "wla_endis_ssid_broadcast", "wla"},
+    {"endis_wla_6g_radio", "wla_6g_ssid", "wla_6g_endis_ssid_broadcast", "wla_6g"},
+};
+const NetworkKeys kGuestNets[] = {
+    {"wlg1_endis_guestNet", "wlg1_ssid", "wlg1_endis_guestSSIDbro", "wlg1"},
+    {"wla1_endis_guestNet", "wla1_ssid", "wla1_endis_guestSSIDbro", "wla1"},
+    {"wla_6g1_endis_guestNet", "wla_6g1_ssid", "wla_6g1_endis_guestSSIDbro", "wla_6g1"},
+};
+// The IoT object lists both bands as enabled or not but describes only the
+// 2.4 GHz network, with the main network's broadcast flag; the cloud expects it.
+const NetworkKeys kIotNets[] = {
+    {"wlg3_endis_iotNet", "wlg3_ssid", "endis_ssid_broadcast", "wlg3"},
+    {"wla3_endis_iotNet", "", "", ""},
+};
+const char* const kBandShort[] = {"2G", "5G", "6G"};
+const char* const kBandLong[] = {"2.4G", "5G", "6G"};
+const char* const kHiddenChannel[] = {"wl_hidden_channel", "wla_hidden_channel",
+                                      "wla_6g_hidden_channel"};
+
+const char* yes_no(const char* key) { return config_match(key, "1") ? "yes" : "no"; }
+
+// The first n values joined with ", ", cut to size - 1 characters.
+template <typename Value>
+std::string join(size_t n, size_t size, Value value) {
+    std::string s;
+    for (size_t i = 0; i < n; ++i) s += (i ? ", " : "") + std::string(value(i));
+    if (s.size() > size - 1) s.resize(size - 1);
+    return s;
+}
+
+// enable_n bands in "enable", other_n in ssid, broadcast and security, band_n
+// in frequencyBand.
+json_object* network_object(const NetworkKeys* nets, size_t enable_n, size_t other_n,
+                            size_t band_n) {
+    json_object* obj = json_object_new_object();
+    auto add = [obj](const char* name, const std::string& v) {
+        Add_object_string(obj, name, v.c_str());
+    };
+    add("enable", join(enable_n, 64, [nets](size_t i) { return yes_no(nets[i].flag); }));
+    add("ssid", join(other_n, 256, [nets](size_t i) {
+            char ssid[64];
+            strncpyt(ssid, config_get(nets[i].ssid), sizeof ssid);
+            return std::string(ssid);
+        }));
+    add("frequencyBand", join(band_n, 64, [](size_t i) { return kBandShort[i]; }));
+    add("broadcast", join(other_n, 64, [nets](size_t i) { return yes_no(nets[i].broadcast); }));
+    add("security", join(other_n, 64, [nets](size_t i) { return get_wlan_sec(nets[i].prefix); }));
+    return obj;
+}
+
+size_t radio_count() { return config_match("radio_number", "0x7") ? 3 : 2; }
+
+json_object* wifi_network_entry(size_t i, size_t entries) {
+    size_t band = i / 2;
+    bool guest = i % 2 == 1;
+    const NetworkKeys& net = guest ? kGuestNets[band] : kMainNets[band];
+    const char* freq = kBandLong[band];
+    if (!guest && to_long(config_get("mlo_mode")) == 1)
+        freq = entries == 4 ? "2.4G, 5G" : "2.4G, 5G, 6G";
+    bool radio = config_match(kMainNets[band].flag, "1") && (!guest || config_match(net.flag, "1"));
+    const char* channel = config_get(kHiddenChannel[band]);
+    char channel_text[64];
+    strncpyt(channel_text, strcmp(channel, "0") == 0 ? "AUTO" : channel, sizeof channel_text);
+
+    json_object* obj = json_object_new_object();
+    Add_object_string(obj, "type", guest ? "guest" : "main");
+    Add_object_string(obj, "frequencyBand", freq);
+    Add_object_boolean(obj, "radio", radio);
+    Add_object_boolean(obj, "broadcast", config_match(net.broadcast, "1"));
+    Add_object_string(obj, "channel", channel_text);
+    Add_object_string(obj, "mode", get_wlan_mode(kMainNets[band].prefix));
+    Add_object_string(obj, "securityType", get_wlan_sec(net.prefix));
+    return obj;
+}
+
+}  // namespace
+
+// With band steering one network spans all bands: it is described by the
+// 2.4 GHz values while frequencyBand still lists every band.
+json_object* get_routerconf_wificonfig_main() {
+    size_t n = radio_count();
+    size_t described = config_match("lbd_enable", "1") ? 1 : n;
+    return network_object(kMainNets, described, described, n);
+}
+
+json_object* get_routerconf_wificonfig_guest() {
+    size_t n = radio_count();
+    return network_object(kGuestNets, n, n, n);
+}
+
+json_object* get_routerconf_wificonfig_iot() { return network_object(kIotNets, 2, 1, 2); }
+
+json_object* get_wifiNetwork_json() {
+    size_t entries = is_two_radio_router() ? 4 : 6;
+    json_object* array = json_object_new_array();
+    for (size_t i = 0; i < entries; ++i) json_object_array_add(array, wifi_network_entry(i, entries));
+    return array;
 }

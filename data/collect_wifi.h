@@ -68,3 +68,12 @@ const char* get_if_purpose(const char* ifname);       // backhaul, guest, iot, m
 const char* get_wifi_ra_purpose(const char* ifname);  // Backhaul, Guest, IOT, Primary
 int get_start_channel(const char* channel_list);      // first number of "36 40 44"
 int get_end_channel(const char* channel_list);        // number after the last space
+
+// ---- per-network settings ---------------------------------------------------------
+// One object per kind of network, the bands' values side by side in band
+// order ("yes, no, yes"): enable, ssid, frequencyBand, broadcast, security.
+json_object* get_routerconf_wificonfig_main();
+json_object* get_routerconf_wificonfig_guest();
+json_object* get_routerconf_wificonfig_iot();
+// One typed object per main and guest network (4 on a 0x3 router, else 6).
+json_object* get_wifiNetwork_json();

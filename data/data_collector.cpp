@@ -14,8 +14,9 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
-#include "collect_wifi_connect.h"
+#include "collect_router_config.h"
 #include "collect_ssorap.h"
+#include "collect_wifi_connect.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "generate_crtkt.h"
@@ -155,6 +156,14 @@ void combine_scanresult_json(const char* root_file, const char* scan_file, int c
 
 void collect_event4(char* file) { write_document(file, 1, {}); }
 
+void collect_routerinfo(char* file) {
+    write_document(file, 1, {{"routerInfo", get_routerinfo_json}});
+}
+
+void collect_routerconf(char* file) {
+    write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
+}
+
 void collect_event2_cpu(char* file) {
     write_document(file, 2, {{"cpuUtilizations", get_event2Cpu_json}});
 }
@@ -239,6 +248,8 @@ void collect_event3(char* file) {
 
 const data_colletor_t data_collector_array[] = {
     {"eventtype4", collect_event4},
+    {"routerInfo", collect_routerinfo},
+    {"routerConfig", collect_routerconf},
     {"cpu", collect_event2_cpu},
     {"memory", collect_event2_mem},
     {"eventtype2", collect_event2},

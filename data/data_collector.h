@@ -29,6 +29,8 @@ int get_second_object_int_from_file(const char* file, const char* object_name,
 void init_data();
 
 void collect_event4(char* file);
+void collect_routerinfo(char* file);
+void collect_routerconf(char* file);
 void collect_event2_cpu(char* file);
 void collect_event2_mem(char* file);
 void collect_event2(char* file);

@@ -369,7 +369,9 @@ int zol_atoi(const char* input)
 {
     if (!input)
         return 0;
-    return static_cast<int>(strtol(input, nullptr, 10));
+    // Saturates like strtol with the router's 32-bit long.
+    long long v = strtoll(input, nullptr, 10);
+    return static_cast<int>(std::clamp<long long>(v, INT32_MIN, INT32_MAX));
 }
 
 int is_Number(const char* input_str)

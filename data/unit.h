@@ -7,7 +7,11 @@
 #include <netinet/in.h>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 // ---- logs -----------------------------------------------------------------
 // One "[time]message" line appended to /tmp/RA_collect.log.
@@ -41,6 +45,22 @@ std::string shell_quote(const std::string& text);
 // Whole file into out (binary-safe, at most max_bytes); false when unreadable.
 bool read_whole_file(const char* path, std::string& out, size_t max_bytes = 8u << 20);
 bool file_exists(const char* path);
+struct FileClose {
+    void operator()(FILE* fp) const { fclose(fp); }
+};
+// A stream closed with its holder; null when the file cannot be opened.
+using FilePtr = std::unique_ptr<FILE, FileClose>;
+inline FilePtr open_read(const char* path) { return FilePtr(path ? fopen(path, "r") : nullptr); }
+// Calls f(char* line) for each line of fp as fgets reads it into a buffer of
+// `size` bytes: a longer line comes in pieces of size - 1 characters, line
+// ends are kept. f returns false to stop. A null fp reads as empty.
+template <typename F>
+void for_each_line(FILE* fp, size_t size, F&& f) {
+    if (!fp || size < 2) return;
+    std::vector<char> line(size);
+    while (fgets(line.data(), static_cast<int>(size), fp))
+        if (!f(line.data())) return;
+}
 
 // ---- bounded copies and numbers --------------------------------------------
 void strncpyt(char* dst, const char* src, size_t len);
@@ -50,6 +70,19 @@ char* str_replace(const char* str);
 char* sed_items_xss(char* sed);
 int zol_atoi(const char* input);
 int is_Number(const char* input_str);
+
+// One row of a table from a stored value to the text the cloud expects.
+struct lookup_row {
+    const char* value;
+    const char* text;
+};
+// The text of the first row whose value equals key exactly, else fallback.
+template <std::size_t N>
+const char* lookup_text(const lookup_row (&rows)[N], const char* key, const char* fallback) {
+    for (const lookup_row& row : rows)
+        if (key && std::strcmp(row.value, key) == 0) return row.text;
+    return fallback;
+}
 
 // ---- fields ------------------------------------------------------------------
 // Next-to-last blank-separated word, split in place; "" for fewer than two words.

@@ -310,6 +310,19 @@ std::string json_type_name(json_object* obj) {
     }
 }
 
+std::string json_shape(json_object* o) {
+    std::string type = json_type_name(o), s;
+    if (type == "object") {
+        for (const auto& n : member_names(o))
+            s += (s.empty() ? "" : ",") + n + ":" + json_shape(json_object_object_get(o, n.c_str()));
+        return "{" + s + "}";
+    }
+    if (type != "array") return type;
+    for (size_t i = 0; i < json_object_array_length(o); ++i)
+        s += (i ? "," : "") + json_shape(json_object_array_get_idx(o, i));
+    return "[" + s + "]";
+}
+
 json_object* json_at(json_object* root, const std::string& dotted_path) {
     json_object* cur = root;
     size_t start = 0;

@@ -75,6 +75,9 @@ bool sim_available(std::string* why = nullptr);
 std::vector<std::string> member_names(json_object* obj);
 // "object", "array", "string", "int", "double", "boolean" or "null".
 std::string json_type_name(json_object* obj);
+// Member names and JSON types of a whole tree in document order, such as
+// "{a:string,b:[int,int]}".
+std::string json_shape(json_object* obj);
 // The member at a dotted path ("routerHardware.deviceInfo.macAddress"); array
 // elements by number ("timeStamp.date.0"). Borrowed; nullptr when absent.
 json_object* json_at(json_object* root, const std::string& dotted_path);

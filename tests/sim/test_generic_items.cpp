@@ -10,20 +10,7 @@
 
 namespace {
 
-// Member names and JSON types of a whole tree in document order, such as
-// "{a:string,b:[int,int]}".
-std::string shape(json_object* o) {
-    std::string type = json_type_name(o), s;
-    if (type == "object") {
-        for (const auto& n : member_names(o))
-            s += (s.empty() ? "" : ",") + n + ":" + shape(json_object_object_get(o, n.c_str()));
-        return "{" + s + "}";
-    }
-    if (type != "array") return type;
-    for (size_t i = 0; i < json_object_array_length(o); ++i)
-        s += (i ? "," : "") + shape(json_object_array_get_idx(o, i));
-    return "[" + s + "]";
-}
+std::string shape(json_object* o) { return json_shape(o); }
 
 const std::string kHardware =
     "{routerHardware:{productFamily:string,modelName:string,hwRevision:string,stage:string,"

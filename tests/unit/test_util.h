@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -39,3 +40,21 @@ inline std::string slurp(const std::string& file) {
     s << in.rdbuf();
     return s.str();
 }
+
+// A read-only stream over a text, for parsers that read a FILE*.
+class TextFile {
+   public:
+    explicit TextFile(const std::string& text) : text_(text) {
+        fp_ = text_.empty() ? fopen("/dev/null", "r") : fmemopen(text_.data(), text_.size(), "r");
+    }
+    ~TextFile() {
+        if (fp_) fclose(fp_);
+    }
+    TextFile(const TextFile&) = delete;
+    TextFile& operator=(const TextFile&) = delete;
+    operator FILE*() const { return fp_; }
+
+   private:
+    std::string text_;
+    FILE* fp_ = nullptr;
+};

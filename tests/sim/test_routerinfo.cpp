@@ -1,0 +1,403 @@
+// routerInfo in the simulated router: member order per operating mode, the
+// value of each source, every source missing, what one report leaves for the
+// next, the region pairing, the speed-test statuses and the traffic delta.
+#include "sim_harness.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+const char kDoc[] = "/tmp/aws_json_routerInfo";
+const char kModemCache[] = "/tmp/router-analytics/cableModeMacAddr";
+
+// Compact text of a member: order, types and values at once.
+std::string text(json_object* doc, const std::string& path) {
+    json_object* v = json_at(doc, path);
+    return v ? json_object_to_json_string_ext(v, JSON_C_TO_STRING_PLAIN) : "<absent>";
+}
+
+using Members = std::vector<std::pair<std::string, std::string>>;
+
+void expect_members(json_object* info, const Members& want) {
+    for (const auto& [path, value] : want) EXPECT_EQ(text(info, path), value) << path;
+}
+
+const std::vector<std::string> kHead = {
+    "ipAddress", "wanIpCountry", "wanIpTimeZone", "wanIpZoneOffset", "wanIpRegion", "wanIpCity",
+    "wanIpZip", "wanIpExternal", "wanIpIsp", "cableModemMacAddr", "cableModemMacOui",
+    "TarnelRegistered", "TarnelIdAcquired", "TarnelClaimed", "TarnelClaimCodeAcquired",
+    "ssoGuiRegStatus", "ssoGUIRegNewInstall", "firmware", "raeLibrary", "installByGuiApp",
+    "installFwUpgradeLatest", "manageByGui", "manageByApp", "language", "regionCode",
+    "wifiRegion", "upTime", "lanPort", "ntpResult", "ntpFailReason", "ntpPortNumber",
+    "cpuAveUtilizations", "memoryInfo", "internetConnInfo"};
+const std::vector<std::string> kRouterOnly = {"trafficMeter", "internetBandwidth"};
+const std::vector<std::string> kVpn = {"vpnLastestConnStatus", "vpnFailedConnReason",
+                                       "vpnFailedDebugInfo"};
+const std::vector<std::string> kDevices = {"topology", "numberOfFans", "fan", "numberOfSensors",
+                                           "sensor"};
+const std::vector<std::string> kTail = {
+    "wanGwMacAddr", "wanGwMacOui", "nandFlashBadBlockCount", "nandFlashTotalBlockCount",
+    "networkSessionCnt", "circleV2AgentIsStart", "circleV2AgentIsOnline",
+    "circleV2AgentIsProvisioned", "circleV2ActivationStatus", "circleV2EnableStatus",
+    "circleV2CSHLastTimestamp", "circleV2CSHErrorID", "circleV2CSHErrorMessage",
+    "circleV2CtlStatusLog"};
+
+std::vector<std::string> join(std::initializer_list<std::vector<std::string>> parts) {
+    std::vector<std::string> all;
+    for (const auto& p : parts) all.insert(all.end(), p.begin(), p.end());
+    return all;
+}
+
+// A router that found its cable modem at an earlier report: no probe, no wait.
+Scenario probed() {
+    Scenario sc;
+    sc.files[kModemCache] = "00:1d:d5:9a:3c:11\n";
+    return sc;
+}
+
+struct Report {
+    SimResult r;
+    SimJson doc;
+    json_object* info() const { return json_at(doc.get(), "routerInfo"); }
+};
+
+Report report(const Scenario& sc, std::vector<std::string> argv = {"data_collector", "routerInfo"}) {
+    Report rep{run_in_router(argv, sc), nullptr};
+    EXPECT_EQ(rep.r.status, 0) << rep.r.err;
+    rep.doc = rep.r.json(kDoc);
+    EXPECT_NE(rep.doc, nullptr) << rep.r.file(kDoc);
+    if (rep.doc) {
+        EXPECT_EQ(member_names(rep.doc.get()),
+                  (std::vector<std::string>{"routerHardware", "routerInfo"}));
+        EXPECT_EQ(text(rep.doc.get(), "routerHardware.eventType"), "1");
+    }
+    return rep;
+}
+
+// Runs a shell script that reports several times and keeps each document as
+// /tmp/out/N.json; returns, per document, its routerInfo texts at `paths`
+// joined by " | ".
+std::vector<std::string> reports_at(const Scenario& sc, const std::string& script,
+                                    const std::vector<std::string>& paths, size_t count) {
+    SimResult r = run_in_router({"sh", "-c", "mkdir -p /tmp/out; " + script}, sc);
+    EXPECT_EQ(r.status, 0) << r.err;
+    std::vector<std::string> got;
+    for (size_t i = 1; i <= count; ++i) {
+        SimJson doc = r.json("/tmp/out/" + std::to_string(i) + ".json");
+        std::string values;
+        for (const auto& p : paths)
+            values += (values.empty() ? "" : " | ") + (doc ? text(doc.get(), "routerInfo." + p)
+                                                           : "<no document>");
+        got.push_back(values);
+    }
+    return got;
+}
+
+const char kKeep[] = "data_collector routerInfo; cp /tmp/aws_json_routerInfo /tmp/out/";
+
+}  // namespace
+
+TEST(RouterInfo, MemberOrderPerMode) {
+    REQUIRE_SIM();
+    struct {
+        const char* mode;
+        std::vector<std::string> layers;
+        const char* module;
+        std::vector<std::string> members;
+    } cases[] = {
+        {"router", {}, nullptr, join({kHead, kRouterOnly, kVpn, kDevices, kTail})},
+        {"access point", {"sim/layers/routerinfo-ap"}, nullptr, join({kHead, kVpn, kDevices, kTail})},
+        {"bridge", {"sim/layers/routerinfo-bridge"}, nullptr, join({kHead, kVpn, kDevices, kTail})},
+        {"ZT410", {}, "ZT410\n", join({kHead, kRouterOnly, kDevices, kTail})},
+    };
+    for (const auto& c : cases) {
+        Scenario sc = probed();
+        sc.extra_fixtures = c.layers;
+        if (c.module) sc.files["/module_name"] = c.module;
+        Report rep = report(sc);
+        EXPECT_EQ(member_names(rep.info()), c.members) << c.mode;
+    }
+}
+
+TEST(RouterInfo, ValuesOfTheSampleRouter) {
+    REQUIRE_SIM();
+    Report rep = report(Scenario{});
+    json_object* info = rep.info();
+    expect_members(info, {
+        {"ipAddress", R"({"ipWAN":"203.0.113.45","ipLAN":"192.168.1.1"})"},
+        {"wanIpCountry", R"("US")"}, {"wanIpTimeZone", R"("America\/Los_Angeles")"},
+        {"wanIpZoneOffset", "-480"}, {"wanIpRegion", R"("CA")"}, {"wanIpCity", R"("San Jose")"},
+        {"wanIpZip", R"("95134")"}, {"wanIpExternal", R"("203.0.113.24")"},
+        {"wanIpIsp", R"("Example Broadband")"},
+        // Found by the probe: digits upper case, unlike the gateway below.
+        {"cableModemMacAddr", R"("001DD59A3C11")"}, {"cableModemMacOui", R"("001DD5")"},
+        {"TarnelRegistered", "true"}, {"TarnelIdAcquired", R"("true")"},
+        {"TarnelClaimed", "true"}, {"TarnelClaimCodeAcquired", R"("true")"},
+        {"ssoGuiRegStatus", R"("Registered")"}, {"ssoGUIRegNewInstall", R"("Yes")"},
+        {"firmware.fwVersion", R"("V1.0.4.32")"}, {"firmware.fwupgrade_Method", R"("auto")"},
+        {"raeLibrary", R"({"raeAgentVersion":"V2.3.5","raePolicyVersion":"17"})"},
+        {"installByGuiApp", R"("APP")"}, {"installFwUpgradeLatest", "true"},
+        {"manageByGui", "true"}, {"manageByApp", "false"}, {"language", R"("English")"},
+        {"regionCode", R"("WW")"}, {"wifiRegion", R"("United States")"},
+        {"lanPort", R"({"lanPortUsed":2,"totalLanPort":4})"}, {"ntpResult", R"("yes")"},
+        {"ntpFailReason", R"("")"}, {"ntpPortNumber", R"("123")"},
+        {"cpuAveUtilizations", R"({"cpuAveAll":23.70,"totalCoreNumber":4,)"
+                               R"("cpuAveByCores":[31.20,18.40,25.00,20.10],"highCpuTime":120})"},
+        // 1048576 kB total; 65536 + 8192 + 57344 kB free, buffers and cached.
+        {"memoryInfo", R"({"memoryFree":577,"memoryUsed":399,"highMemTime":360})"},
+        {"internetConnInfo", R"({"internetDisconnDuration":0,"gwDisconnDuration":12})"},
+        // Meter off and no traffic between the two readings of one report.
+        {"trafficMeter", R"({"Uplink":0.00,"Downlink":0.00})"},
+        {"internetBandwidth", R"({"downloadSpeed":100.00,"uploadSpeed":20.00,"averagePing":14.00,)"
+                              R"("lastTestTime":"2024_03.02_14:05:00","speedtestResults":"Success"})"},
+        {"vpnLastestConnStatus", R"("connected")"}, {"topology", R"("star")"},
+        {"numberOfFans", "2"}, {"fan.1", R"({"fanId":2,"fanSpeed":2980,"fanStatus":"normal"})"},
+        {"numberOfSensors", "4"},
+        {"sensor.1", R"({"Name":"wifi1","highestTemp":88,"lowestTemp":41,"otpEnable":true,)"
+                     R"("otpTriggerStatus":"Triggered","otpTriggerCount":3,)"
+                     R"("otpTriggerLongestDuration":12})"},
+        // Trigger code 2 means something only for a radio.
+        {"sensor.3", R"({"Name":"board","highestTemp":59,"lowestTemp":33,"otpEnable":true,)"
+                     R"("otpTriggerStatus":"Unknown","otpTriggerCount":1,)"
+                     R"("otpTriggerLongestDuration":1})"},
+        {"wanGwMacAddr", R"("a4:91:b1:0c:22:7e")"}, {"wanGwMacOui", R"("a491b1")"},
+        {"nandFlashBadBlockCount", R"("2")"}, {"nandFlashTotalBlockCount", R"("1024")"},
+        {"networkSessionCnt", "142"}, {"circleV2AgentIsStart", R"("yes")"},
+        {"circleV2AgentIsOnline", R"("yes")"}, {"circleV2AgentIsProvisioned", R"("yes")"},
+        {"circleV2ActivationStatus", R"("activated")"}, {"circleV2EnableStatus", R"("enabled")"},
+        {"circleV2CSHLastTimestamp", "1709388300"}, {"circleV2CSHErrorID", "0"},
+        {"circleV2CSHErrorMessage", R"("")"},
+    });
+    EXPECT_EQ(json_str(info, "upTime").rfind("3 days 04:0", 0), 0u) << json_str(info, "upTime");
+    EXPECT_EQ(json_str(info, "circleV2CtlStatusLog").rfind("Circle Running: true\n", 0), 0u);
+    EXPECT_EQ(rep.r.out, "get cableModeMacAddr once\n");
+    EXPECT_EQ(rep.r.file("/tmp/sim/ifconfig.log"),
+              "brwan:0 192.168.100.100 netmask 255.255.255.0 up\nbrwan:0 down\n");
+    EXPECT_EQ(rep.r.file(kModemCache), "00:1d:d5:9a:3c:11\n");
+    // Scratch files of the tools are gone; the ping's result stays.
+    for (const char* f : {"/tmp/router-analytics/ra_fan.conf", "/tmp/cache/wireless/thermal_board.conf",
+                          "/tmp/cache/wireless/thermal_wifi0.conf", "/tmp/nand_bad_blk",
+                          "/tmp/nand_total_blk", "/tmp/ra_circle_info", "/tmp/ra_circle_version",
+                          "/tmp/ra_d2_info"})
+        EXPECT_FALSE(rep.r.exists(f)) << f;
+    EXPECT_TRUE(rep.r.exists("/tmp/ra_ping_cable_result"));
+}
+
+TEST(RouterInfo, EverySourceMissing) {
+    REQUIRE_SIM();
+    // Runs once: this router waits out its three device-location tries.
+    Scenario sc;
+    sc.extra_fixtures = {"sim/layers/routerinfo-missing"};
+    Report rep = report(sc);
+    json_object* info = rep.info();
+    EXPECT_EQ(member_names(info), join({kHead, kRouterOnly, kVpn, {"topology"},
+                                        {"wanGwMacAddr", "wanGwMacOui", "nandFlashBadBlockCount",
+                                         "nandFlashTotalBlockCount", "networkSessionCnt"}}));
+    expect_members(info, {
+        {"ipAddress", R"({"ipWAN":"0.0.0.0","ipLAN":"0.0.0.0"})"}, {"wanIpCountry", R"("")"},
+        {"wanIpZoneOffset", "0"}, {"wanIpIsp", R"("")"}, {"cableModemMacAddr", R"("na")"},
+        {"cableModemMacOui", R"("na")"}, {"TarnelRegistered", "false"},
+        {"TarnelIdAcquired", R"("false")"}, {"TarnelClaimCodeAcquired", R"("false")"},
+        {"ssoGuiRegStatus", R"("Unknown")"}, {"ssoGUIRegNewInstall", R"("Unknown")"},
+        {"raeLibrary", R"({"raeAgentVersion":"V","raePolicyVersion":""})"},
+        {"installByGuiApp", R"("unknown")"}, {"manageByGui", "false"}, {"language", R"("")"},
+        {"regionCode", R"("")"}, {"wifiRegion", R"("Africa")"},
+        {"lanPort", R"({"lanPortUsed":0,"totalLanPort":0})"}, {"ntpResult", R"("no")"},
+        {"ntpFailReason", R"("Fail to reach server")"}, {"ntpPortNumber", R"("")"},
+        {"cpuAveUtilizations", R"({"cpuAveAll":0.00,"totalCoreNumber":4,)"
+                               R"("cpuAveByCores":[0.00,0.00,0.00,0.00],"highCpuTime":0})"},
+        {"memoryInfo", R"({"memoryFree":0,"memoryUsed":0,"highMemTime":0})"},
+        {"internetConnInfo", R"({"internetDisconnDuration":0,"gwDisconnDuration":0})"},
+        {"trafficMeter", R"({"Uplink":0.00,"Downlink":0.00})"},
+        {"internetBandwidth", R"({"downloadSpeed":null,"uploadSpeed":null,"averagePing":null,)"
+                              R"("lastTestTime":null,"speedtestResults":null})"},
+        {"topology", R"("")"}, {"wanGwMacAddr", R"("NA")"}, {"wanGwMacOui", R"("NA")"},
+        {"nandFlashBadBlockCount", R"("")"}, {"nandFlashTotalBlockCount", R"("")"},
+        {"networkSessionCnt", "0"},
+    });
+    EXPECT_EQ(rep.r.file(kModemCache), "na\n");
+}
+
+TEST(RouterInfo, WhatOneReportLeavesForTheNext) {
+    REQUIRE_SIM();
+    Scenario sc;
+    SimResult r = run_in_router(
+        {"sh", "-c", "data_collector routerInfo; mv /tmp/aws_json_routerInfo /tmp/first.json; "
+                     "data_collector routerInfo"},
+        sc);
+    ASSERT_EQ(r.status, 0) << r.err;
+    SimJson first = r.json("/tmp/first.json"), second = r.json(kDoc);
+    ASSERT_TRUE(first && second);
+    // The modem is probed once and then trusted, found or not.
+    EXPECT_EQ(r.out, "get cableModeMacAddr once\n");
+    EXPECT_EQ(r.file("/tmp/sim/ping.args"), "-c 1 -q 192.168.100.1\n");
+    for (auto* doc : {first.get(), second.get()})
+        EXPECT_EQ(text(doc, "routerInfo.cableModemMacOui"), R"("001DD5")");
+    // Each manage-by flag is reported once.
+    EXPECT_EQ(text(first.get(), "routerInfo.manageByGui"), "true");
+    EXPECT_EQ(text(second.get(), "routerInfo.manageByGui"), "false");
+    EXPECT_FALSE(r.store_has("manageby_gui") || r.store_has("manageby_app"));
+    // The thermal files are consumed; the fan tool writes its file anew.
+    EXPECT_EQ(text(second.get(), "routerInfo.numberOfSensors"), "<absent>");
+    EXPECT_EQ(text(second.get(), "routerInfo.numberOfFans"), "2");
+    // The speed test is remembered: the same (old) test is "Previously" the next time.
+    EXPECT_EQ(r.store("old_last_speedtest_time"), "14:05 Mar 02, 2024");
+    EXPECT_EQ(r.store("old_ookla_averageping"), "14");
+    EXPECT_EQ(text(second.get(), "routerInfo.internetBandwidth.speedtestResults"),
+              R"("Previously")");
+    // The WAN counters wait for the next report.
+    EXPECT_EQ(r.file("/tmp/traffic_meter/traffic_old"), "8642081620\n1152306117\n");
+}
+
+TEST(RouterInfo, RegionPairing) {
+    REQUIRE_SIM();
+    const std::pair<const char*, const char*> cases[] = {
+        {"10", "NA"}, {"10", "US"}, {"10", "EU"}, {"10", "NAX"}, {"99", "NA"}, {"", "NA"}, {"25", "WW"}};
+    std::string script;
+    for (size_t i = 0; i < std::size(cases); ++i)
+        script += std::string("config set wl_country=") + cases[i].first + "; echo " +
+                  cases[i].second + " > /tmp/firmware_region; " + kKeep + std::to_string(i + 1) +
+                  ".json; ";
+    EXPECT_EQ(reports_at(probed(), script, {"wifiRegion"}, std::size(cases)),
+              (std::vector<std::string>{
+                  R"("North America")", R"("North America")", R"("United States")",
+                  R"("United States")", R"("Unknown")", R"("Africa")",
+                  R"x("Middle East(Saudi Arabia\/United Arab Emirates)")x"}));
+}
+
+TEST(RouterInfo, TimeSyncAndModemOnTheModemNetwork) {
+    REQUIRE_SIM();
+    // A WAN address on the modem's own network: no probe, "na" cached.
+    Scenario sc;
+    sc.netifs = {"brwan A4:2B:8C:5E:71:D3 192.168.100.10/24"};
+    const std::string script =
+        "rm /tmp/ntp/ra_portnum; " + std::string(kKeep) + "1.json; "
+        "config set ntpPortNumber=1123; " + kKeep + "2.json; "
+        "rm /tmp/ntp_updated; touch /tmp/ntp_RaUpdated; config set ntpFailReason=1; " + kKeep +
+        "3.json; rm /tmp/ntp_RaUpdated; config set ntpFailReason=2; " + kKeep + "4.json; "
+        // The script's status: the modem was never pinged and "na" is kept.
+        "test ! -e /tmp/sim/ping.args && grep -qx na /tmp/router-analytics/cableModeMacAddr";
+    EXPECT_EQ(reports_at(sc, script, {"ntpResult", "ntpFailReason", "ntpPortNumber",
+                                      "cableModemMacAddr"}, 4),
+              (std::vector<std::string>{
+                  R"("yes" | "" | "123" | "na")", R"("yes" | "" | "non-123" | "na")",
+                  R"("cloud" | "Internet unavailable" | "" | "na")",
+                  R"("no" | "Fail to reach server" | "" | "na")"}));
+}
+
+TEST(RouterInfo, SpeedTestStatuses) {
+    REQUIRE_SIM();
+    // Each line: the store before a report, then what the report says.
+    struct {
+        const char* store;
+        const char* bandwidth;
+    } cases[] = {
+        {"last_speedtest_time=", R"({"downloadSpeed":null,"uploadSpeed":null,"averagePing":null,)"
+                                 R"("lastTestTime":null,"speedtestResults":null})"},
+        {"last_speedtest_time=t2 old_last_speedtest_time=t1 old_ookla_downlimit=",
+         R"({"downloadSpeed":100.00,"uploadSpeed":20.00,"averagePing":14.00,)"
+         R"("lastTestTime":"t2","speedtestResults":"Success"})"},
+        {"last_speedtest_time=t3 old_ookla_downlimit=12500000 old_ookla_uplimit=1250000 "
+         "old_ookla_averageping=9",
+         R"({"downloadSpeed":100.00,"uploadSpeed":10.00,"averagePing":9.00,)"
+         R"("lastTestTime":"t3","speedtestResults":"Failed"})"},
+        {"last_speedtest_time=t4 ookla_downlimit= old_ookla_downlimit=",
+         R"({"downloadSpeed":null,"uploadSpeed":null,"averagePing":null,)"
+         R"("lastTestTime":"t4","speedtestResults":"Failed"})"},
+        {"last_speedtest_time=t5 old_last_speedtest_time=t5 ookla_downlimit=25000000",
+         R"({"downloadSpeed":200.00,"uploadSpeed":20.00,"averagePing":14.00,)"
+         R"("lastTestTime":"t5","speedtestResults":"Success"})"},
+        {"bandwidth_type=1 downlimit=1000000 uplimit=500000 averageping=3 show_speedtest_result=0",
+         R"({"downloadSpeed":8.00,"uploadSpeed":4.00,"averagePing":3.00,)"
+         R"("lastTestTime":"t5","speedtestResults":"Failed"})"},
+    };
+    std::string script;
+    std::vector<std::string> want;
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        script += std::string("for kv in ") + cases[i].store + "; do config set \"$kv\"; done; " +
+                  kKeep + std::to_string(i + 1) + ".json; ";
+        want.push_back(cases[i].bandwidth);
+    }
+    EXPECT_EQ(reports_at(probed(), script, {"internetBandwidth"}, std::size(cases)), want);
+}
+
+TEST(RouterInfo, TrafficMeter) {
+    REQUIRE_SIM();
+    // Meter off: the second reading of a report shows the traffic since the
+    // first one; the received counter wrapped at 32 bits in between. A PPPoE
+    // WAN is measured on ppp0.
+    auto dev = [](const char* rx, const char* tx) {
+        return std::string("Inter-|   Receive |  Transmit\n face |bytes packets|bytes packets\n") +
+               " brwan: 7 9 0 0 0 0 0 0 7 9 0 0 0 0 0 0\n" + "  ppp0: " + rx +
+               " 9 0 0 0 0 0 0 " + tx + " 9 0 0 0 0 0 0\n";
+    };
+    Scenario sc = probed();
+    sc.store["wan_proto"] = "pppoe";
+    sc.files["/tmp/traffic_meter/traffic_old"] = "100\n200\n";
+    sc.sequences["/proc/net/dev"] = {dev("4293918720", "1000"), dev("1048576", "3671016")};
+    Report rep = report(sc);
+    EXPECT_EQ(text(rep.info(), "trafficMeter"), R"({"Uplink":3.50,"Downlink":2.00})");
+    EXPECT_EQ(rep.r.file("/tmp/traffic_meter/traffic_old"), "1048576\n3671016\n");
+
+    // Meter on: the firmware's statistics.
+    Scenario on = probed();
+    on.store["endis_traffic"] = "1";
+    rep = report(on);
+    EXPECT_EQ(text(rep.info(), "trafficMeter"), R"({"Uplink":812.40,"Downlink":10543.75})");
+    EXPECT_FALSE(rep.r.exists("/tmp/traffic_meter/traffic_old"));
+}
+
+TEST(RouterInfo, HostileAndMalformedSources) {
+    REQUIRE_SIM();
+    const std::string binary("\x00\xff\xfe\x01\n\x80garbage\x00\n", 14);
+    const std::string long_line(100 * 1024, '7');
+    Scenario sc;
+    sc.files = {
+        // Shell text where the modem's MAC should be: it must reach the cache as text.
+        {"/proc/net/arp", "IP address HW type Flags HW address Mask Device\n"
+                          "192.168.100.1 0x1 0x2 $(>/tmp/pwned) * brwan\n" + long_line},
+        {"/proc/net/route", long_line},
+        {"/proc/meminfo", binary},
+        {"/tmp/Tarnel_MAXmind", R"({"country":"\u00e9\ud800","zoneOffset":1e99,"city":12,)"
+                                R"("isp":")" + std::string(300, 'i') + R"("})"},
+        {"/tmp/cpu_collect_info", binary},
+        {"/tmp/mem_collect_info", "1\n-99999999999999999999\n"},
+        {"/tmp/LAN0_status", std::string("up\0DoWn", 7)},  // LAN2 alone is up
+        {"/tmp/cache/wireless/thermal_wifi0.conf", long_line},
+        {"/tmp/router-analytics/networkSessionCnt", "-99999999999999999999\n"},
+        {"/tmp/traffic_meter/traffic_old", "-5\n1e99\n"},
+        {"/usr/sbin/fan", "#!/bin/sh\nprintf '[NaN, {\"a\": -Infinity, \"\\377\": 1}]' "
+                          "> /tmp/router-analytics/ra_fan.conf\n"},
+        {"/usr/sbin/mtdinfo", "#!/bin/sh\nhead -c 3000 /dev/urandom\n"},
+        {"/usr/sbin/nanddump", "#!/bin/sh\necho 'Number of bad blocks: 99999999999999999999999999999999999' >&2\n"},
+    };
+    sc.store = {{"wl_country", "1e99"}, {"internetDisconnDuration", "99999999999999999999"},
+                {"ookla_downlimit", "1e999"}, {"ookla_uplimit", "nan"}};
+    Report rep = report(sc);
+    json_object* info = rep.info();
+    ASSERT_TRUE(info);
+    expect_members(info, {
+        {"wanIpCountry", "\"\xC3\xA9\xEF\xBF\xBD\""}, {"wanIpZoneOffset", "2147483647"},
+        {"wanIpCity", R"("12")"}, {"wanIpIsp", "\"" + std::string(63, 'i') + "\""},
+        {"cableModemMacAddr", R"x("$(\/tp\/wnD)")x"}, {"cableModemMacOui", R"x("$(\/TP\/")x"},
+        {"wifiRegion", R"("Asia")"}, {"lanPort", R"({"lanPortUsed":1,"totalLanPort":4})"},
+        {"cpuAveUtilizations", R"({"cpuAveAll":0.00,"totalCoreNumber":4,)"
+                               R"("cpuAveByCores":[0.00,0.00,0.00,0.00],"highCpuTime":0})"},
+        {"memoryInfo", R"({"memoryFree":0,"memoryUsed":0,"highMemTime":-2147483648})"},
+        {"internetConnInfo", R"({"internetDisconnDuration":2147483647,"gwDisconnDuration":12})"},
+        {"internetBandwidth", R"({"downloadSpeed":null,"uploadSpeed":null,"averagePing":14.00,)"
+                              R"("lastTestTime":"2024_03.02_14:05:00","speedtestResults":"Success"})"},
+        {"numberOfFans", "2"}, {"fan", "[null,{\"a\":null,\"\xEF\xBF\xBD\":1}]"},
+        {"sensor.0", "{}"}, {"wanGwMacAddr", R"("NA")"},
+        {"nandFlashBadBlockCount", R"("9999999999999999999999999999999")"},
+        {"networkSessionCnt", "-2147483648"},
+    });
+    EXPECT_FALSE(rep.r.exists("/tmp/pwned"));
+    EXPECT_EQ(rep.r.file(kModemCache), "$(>/tmp/pwned)\n");
+    const std::string doc = rep.r.file(kDoc);
+    // Numbers a strict parser rejects.
+    for (const char* bare : {"NaN", "Infinity", ":nan", ":-nan", ":inf", ":-inf", " nan", " inf"})
+        EXPECT_EQ(doc.find(bare), std::string::npos) << bare;
+}
