@@ -18,6 +18,7 @@
 #include "collect_ssorap.h"
 #include "collect_usb.h"
 #include "collect_usb_media.h"
+#include "collect_wifi_connect.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "connectedDevice.h"
@@ -252,6 +253,24 @@ void collect_event22(char* file) {
     run_shell("rm /tmp/RA_json_scanresult");
 }
 
+// The scratch list holds only the newest events that can reach the document
+// (a day of a busy mesh can log tens of thousands), still over the ceiling
+// whenever older ones were left out, so the merge trims and reports as usual.
+void collect_event3(char* file) {
+    static const char kEventFile[] = "/tmp/RA_json_connectevent";
+    write_document(file, 3, {});
+    unsigned long root_size = file_size(file);
+    unsigned long budget = root_size < kMaxJsonSize ? kMaxJsonSize - root_size : 0;
+
+    JsonPtr side(json_object_new_object());
+    json_object_object_add(side.get(), "wifiConnectEvent", get_connect_event_window_json(budget));
+    dump_json_to_file(side.get(), kEventFile);
+    side.reset();
+
+    combine_connectevent_json(file, kEventFile);
+    run_shell("rm /tmp/RA_json_connectevent");
+}
+
 // ---- entry ---------------------------------------------------------------------
 
 const data_colletor_t data_collector_array[] = {
@@ -270,6 +289,7 @@ const data_colletor_t data_collector_array[] = {
     {"wifiScanResult", collect_event22},
     {"eventtype7", collect_eventtype7},
     {"eventtype10", collect_event10},
+    {"wifiConnectEvent", collect_event3},
     {nullptr, nullptr},
 };
 
