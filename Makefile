@@ -5,7 +5,7 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 # Items the demo collects in the simulated router, one document each.
-DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevice cpu memory eventtype0 firmware eventtype5 eventtype7 eventtype10 wifiScanResult
+DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevice cpu memory eventtype0 firmware eventtype5 eventtype7 eventtype10 wifiScanResult wifiConnectEvent all
 FIXTURE    ?= sim/router
 ARM_BUILD  ?= build-armhf
 

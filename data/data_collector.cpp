@@ -18,6 +18,10 @@
 #include "collect_ssorap.h"
 #include "collect_usb.h"
 #include "collect_usb_media.h"
+#include "collect_satelliteinfo.h"
+#include "collect_wifi_analytics.h"
+#include "collect_wifi_config.h"
+#include "collect_wifi_connect.h"
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "connectedDevice.h"
@@ -40,8 +44,9 @@ const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
 // Builds a document of routerHardware plus the given members, in order, and
 // writes it. Builders may return null (a member that could not be made);
 // json-c then stores null, which is what the cloud already sees for it.
-void write_document(const char* file, int type,
-                    std::initializer_list<std::pair<const char*, json_object* (*)()>> members) {
+using Member = std::pair<const char*, json_object* (*)()>;
+
+void write_document(const char* file, int type, const std::vector<Member>& members) {
     eventtype = type;
     JsonPtr root(json_object_new_object());
     json_object_object_add(root.get(), "routerHardware", get_hardware_json());
@@ -166,8 +171,8 @@ void collect_routerconf(char* file) {
     write_document(file, 1, {{"routerConfig", get_routerConfig_json}});
 }
 
-// The details list goes through a scratch document so that a long one is
-// trimmed to the ceiling; numberOfDevices keeps the count from before.
+// "all": the details list goes through a scratch document so that a long one
+// is trimmed to the ceiling; numberOfDevices keeps the count from before.
 void merge_connected_device_details(const char* file) {
     static const char kDetailsFile[] = "/tmp/RA_json_connectdevice";
     JsonPtr side(json_object_new_object());
@@ -179,9 +184,17 @@ void merge_connected_device_details(const char* file) {
     run_shell("rm /tmp/RA_json_connectdevice");
 }
 
+// One plain document: the summary, then the details (which need the
+// summary's counters), and the builders' scratch files removed before writing.
+// Only "all" merges the details under the ceiling.
 void collect_connected_device_info(char* file) {
-    write_document(file, 2, {{"connectedDevice", get_connectedDevice_json}});
-    merge_connected_device_details(file);
+    eventtype = 2;
+    JsonPtr root(json_object_new_object());
+    json_object_object_add(root.get(), "routerHardware", get_hardware_json());
+    json_object_object_add(root.get(), "connectedDevice", get_connectedDevice_json());
+    json_object_object_add(root.get(), "connectedDeviceDetails", get_connectedDetails_json());
+    run_shell("rm /tmp/ra_devices_link_and_signal /tmp/wlan_sta_info");
+    dump_json_to_file(root.get(), file);
 }
 
 void collect_vumba(char* file) { write_document(file, 1, {{"vumba", get_vumba_json}}); }
@@ -254,6 +267,42 @@ void collect_event22(char* file) {
     run_shell("rm /tmp/RA_json_scanresult");
 }
 
+// The scratch list holds only the newest events that can reach the document
+// (a day of a busy mesh can log tens of thousands), still over the ceiling
+// whenever older ones were left out, so the merge trims and reports as usual.
+void collect_event3(char* file) {
+    static const char kEventFile[] = "/tmp/RA_json_connectevent";
+    write_document(file, 3, {});
+    unsigned long root_size = file_size(file);
+    unsigned long budget = root_size < kMaxJsonSize ? kMaxJsonSize - root_size : 0;
+
+    JsonPtr side(json_object_new_object());
+    json_object_object_add(side.get(), "wifiConnectEvent", get_connect_event_window_json(budget));
+    dump_json_to_file(side.get(), kEventFile);
+    side.reset();
+
+    combine_connectevent_json(file, kEventFile);
+    run_shell("rm /tmp/RA_json_connectevent");
+}
+
+// Everything the cloud knows of the router in one document; the USB and media
+// members are left out on the model without a USB port (de_features).
+void collect_all(char* file) {
+    std::vector<Member> members = {{"routerInfo", get_routerinfo_json},
+                                   {"routerConfig", get_routerConfig_json},
+                                   {"wifiConfig", get_wifiConfig_json},
+                                   {"wifiAnalytics", get_wifi_analytic_json},
+                                   {"connectedDevice", get_connectedDevice_json}};
+    if (de_features == 0) {
+        members.push_back({"vumba", get_vumba_json});
+        members.push_back({"mediaDevice", get_mediaDeviceInfo_json});
+    }
+    members.push_back({"SatelliteInfo", get_SatelliteInfo_json});
+
+    write_document(file, 1, members);
+    merge_connected_device_details(file);
+}
+
 // ---- entry ---------------------------------------------------------------------
 
 const data_colletor_t data_collector_array[] = {
@@ -271,7 +320,9 @@ const data_colletor_t data_collector_array[] = {
     {"eventtype5", collect_event5},
     {"wifiScanResult", collect_event22},
     {"eventtype7", collect_eventtype7},
+    {"all", collect_all},
     {"eventtype10", collect_event10},
+    {"wifiConnectEvent", collect_event3},
     {nullptr, nullptr},
 };
 

@@ -46,4 +46,6 @@ void collect_firmwareUpgradeInfo(char* file);
 void collect_event5(char* file);
 void collect_event22(char* file);
 void collect_eventtype7(char* file);
+void collect_all(char* file);
 void collect_event10(char* file);
+void collect_event3(char* file);
