@@ -47,7 +47,7 @@ SimResult connect_event(const Scenario& sc = {}) {
 }
 
 SimJson object(const std::string& name, const Scenario& sc = {}) {
-    SimResult r = run_in_router({std::string(DC_BUILD_DIR) + "/wifi_objects", name}, sc);
+    SimResult r = run_in_router({"wifi_objects", name}, sc);
     EXPECT_EQ(r.status, 0) << r.err;
     return SimJson(json_tokener_parse(r.out.c_str()));
 }
