@@ -9,9 +9,9 @@ DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevi
 FIXTURE    ?= sim/router
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
-            libgmock-dev iproute2 util-linux
+            libgmock-dev iproute2 util-linux python3-jsonschema
 
-.PHONY: all deps configure build demo test test-plain test-asan bench clean
+.PHONY: all deps configure build demo golden test test-plain test-asan bench clean
 
 all: build
 
@@ -62,6 +62,11 @@ demo: build
 	        echo "--- no /tmp/aws_json_$$item was written"; \
 	    fi; \
 	done
+	@echo "Each document's reference copy: docs/golden/<item>.json; its members: docs/items/<item>.md"
+
+# Rewrites docs/golden from the sample router (review the diff before committing).
+golden: build
+	tools/golden --build $(BUILD) --update
 
 test: test-plain test-asan
 
