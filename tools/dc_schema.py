@@ -104,9 +104,11 @@ class Schemas:
                         self._order(resolver, sub, doc[name], f"{path}/{name}", out, depth + 1)
         elif isinstance(doc, list):
             for part in parts:
-                if "items" in part and isinstance(part["items"], dict):
-                    for i, el in enumerate(doc):
-                        self._order(resolver, part["items"], el, f"{path}/{i}", out, depth + 1)
+                fixed = part.get("prefixItems", [])
+                for i, el in enumerate(doc):
+                    sub = fixed[i] if i < len(fixed) else part.get("items")
+                    if isinstance(sub, dict):
+                        self._order(resolver, sub, el, f"{path}/{i}", out, depth + 1)
 
 
 def object_pairs_strict(pairs):

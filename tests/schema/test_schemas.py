@@ -51,6 +51,7 @@ FAULTS = [
     ("connectedDevice", "classic device with the recognition spelling", lambda d: d["connectedDeviceDetails"][
         "connDevices"].__setitem__(0, rename(d["connectedDeviceDetails"]["connDevices"][0], "linkSpeed", "linkspeed"))),
     ("all", "an item object missing", lambda d: d.pop("SatelliteInfo")),
+    ("connectedDevice", "counts in another order", lambda d: d["connectedDevice"].reverse()),
     ("memory", "a number not finite (null)", lambda d: d["memoryUsage"]["memoryInfo"].update({"memoryTotal": None})),
 ]
 
@@ -63,6 +64,8 @@ REORDERED = [
         {"firmware": swap(d["routerInfo"]["firmware"], "fwVersion", "fwLastUpdate")})),
     ("all", "satellite members", lambda d: d["SatelliteInfo"]["Satellite"].__setitem__(
         0, swap(d["SatelliteInfo"]["Satellite"][0], "upTime", "memoryInfo"))),
+    ("connectedDevice", "a count's members", lambda d: d["connectedDevice"].__setitem__(
+        1, swap(d["connectedDevice"][1], "countTotal", "wirelessType"))),
     ("connectedDevice", "a device's members", lambda d: d["connectedDeviceDetails"]["connDevices"].__setitem__(
         0, swap(d["connectedDeviceDetails"]["connDevices"][0], "ipAddress", "macAddress"))),
 ]
