@@ -1,4 +1,4 @@
-# Entry points: `make demo`, `make test`, `make bench`.
+# Entry points: `make demo`, `make test`, `make bench`, `make arm`.
 # Each installs what is missing (as root, through apt-get), configures and builds.
 
 BUILD      ?= build
@@ -7,35 +7,60 @@ JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 # Items the demo collects in the simulated router, one document each.
 DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevice cpu memory eventtype0 firmware eventtype5 eventtype7 eventtype10 wifiScanResult wifiConnectEvent all
 FIXTURE    ?= sim/router
+ARM_BUILD  ?= build-armhf
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
             libgmock-dev iproute2 util-linux python3-jsonschema
+# The router's 32-bit ARM: Debian's cross compiler, the armhf libraries and
+# the user-mode emulator that runs the armhf tests on this machine.
+ARM_PACKAGES := g++-arm-linux-gnueabihf libjson-c-dev:armhf libcjson-dev:armhf \
+                libgtest-dev:armhf libgmock-dev:armhf qemu-user
 
-.PHONY: all deps configure build demo golden test test-plain test-asan bench clean
+.PHONY: all deps deps-arm configure build demo golden test test-plain test-asan arm bench clean
 
 all: build
 
-deps:
+# $(call install_missing,PACKAGES,TOOLS): installs the packages not yet
+# installed. A package index that fails to refresh (a mirror in the middle of
+# a sync) does not stop the install: the indexes that did refresh, or the
+# ones already on the machine, usually have every package; apt-get install
+# says so when one is really missing. A name without ":arch" means the
+# machine's own architecture. Without dpkg only the tools are looked for.
+define install_missing
 	@if ! command -v dpkg >/dev/null 2>&1; then \
-	    for t in cmake g++ pkg-config ip unshare; do \
+	    for t in $(2); do \
 	        command -v $$t >/dev/null 2>&1 || { \
-	            echo "Missing tool '$$t'. Install: $(PACKAGES) (Debian names)."; exit 1; }; \
+	            echo "Missing tool '$$t'. Install: $(1) (Debian names)."; exit 1; }; \
 	    done; exit 0; \
 	fi; \
-	missing=""; \
-	for p in $(PACKAGES); do \
-	    dpkg -s $$p 2>/dev/null | grep -q '^Status: install ok installed' || missing="$$missing $$p"; \
+	missing=""; arch=$$(dpkg --print-architecture); \
+	for p in $(1); do \
+	    case $$p in *:*) want=$${p#*:} ;; *) want=$$arch ;; esac; \
+	    dpkg-query -W -f='$${Status} $${Architecture}\n' $$p 2>/dev/null | \
+	        grep -Eqx "install ok installed ($$want|all)" || missing="$$missing $$p"; \
 	done; \
 	[ -z "$$missing" ] && exit 0; \
 	if [ "$$(id -u)" -eq 0 ] && command -v apt-get >/dev/null 2>&1; then \
 	    echo "Installing:$$missing"; \
 	    export DEBIAN_FRONTEND=noninteractive; \
-	    apt-get update -qq && apt-get install -y -qq $$missing; \
+	    case "$$missing" in *:armhf*) \
+	        dpkg --print-foreign-architectures | grep -qx armhf || dpkg --add-architecture armhf ;; \
+	    esac; \
+	    apt-get -o DPkg::Lock::Timeout=300 update -qq || \
+	        echo "Some package indexes could not be refreshed; installing from the others."; \
+	    apt-get -o DPkg::Lock::Timeout=300 install -y -qq $$missing; \
 	else \
 	    echo "Missing packages:$$missing"; \
 	    echo "Install them first, e.g.: sudo apt-get install -y$$missing"; \
 	    exit 1; \
 	fi
+endef
+
+deps:
+	$(call install_missing,$(PACKAGES),cmake g++ pkg-config ip unshare)
+
+deps-arm: deps
+	$(call install_missing,$(ARM_PACKAGES),arm-linux-gnueabihf-g++ qemu-arm)
 
 configure: deps
 	cmake -S . -B $(BUILD)
@@ -80,9 +105,18 @@ test-asan: deps
 	UBSAN_OPTIONS=$${UBSAN_OPTIONS:-print_stacktrace=1} \
 	    ctest --test-dir $(ASAN_BUILD) --output-on-failure -j$(JOBS)
 
+# The armhf build, every test run against the armhf binaries under qemu-arm,
+# then the armhf package in $(ARM_BUILD)/package. Apart from `make test` (it
+# doubles the build time); .ci/run runs both.
+arm: deps-arm
+	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf.cmake
+	cmake --build $(ARM_BUILD) -j$(JOBS)
+	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS)
+	cd $(ARM_BUILD) && cpack -G DEB -B package
+
 bench: build
 	@if [ -x $(BUILD)/bench_merge ]; then $(BUILD)/bench_merge; \
 	else echo "no benchmark built (bench/*.cpp is empty)"; fi
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(ARM_BUILD)

@@ -11,8 +11,12 @@
 #include "zol_json.h"
 
 unsigned long file_size(const char* path) {
+    // Saturated far above the 128 KiB ceiling, so that the sum of two sizes
+    // cannot wrap in a 32-bit unsigned long.
+    const off_t kMax = off_t{1} << 30;
     struct stat st;
-    return stat(path, &st) == 0 ? static_cast<unsigned long>(st.st_size) : 0;
+    if (stat(path, &st) != 0) return 0;
+    return static_cast<unsigned long>(st.st_size < kMax ? st.st_size : kMax);
 }
 
 namespace {

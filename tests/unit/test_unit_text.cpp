@@ -4,6 +4,7 @@
 #include <config_store.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -87,6 +88,11 @@ TEST_F(StoreTest, CheckTime)
              local.tm_mday, local.tm_hour);
     EXPECT_EQ(got.rfind(want, 0), 0u) << got;
     EXPECT_STREQ(config_get("check_time"), got.c_str());
+
+    // The largest offset lands 68 years on, past 2038: never wrapped back to
+    // 1901 by a 32-bit time_t.
+    ASSERT_EQ(config_set("check_time", "99999999999"), 0);
+    EXPECT_GE(atoi(get_check_time()), local.tm_year + 1900 + 67);
 }
 
 TEST_F(StoreTest, WanOnDemand)
