@@ -10,13 +10,13 @@ FIXTURE    ?= sim/router
 ARM_BUILD  ?= build-armhf
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
-            libgmock-dev iproute2 util-linux
+            libgmock-dev iproute2 util-linux python3-jsonschema
 # The router's 32-bit ARM: Debian's cross compiler, the armhf libraries and
 # the user-mode emulator that runs the armhf tests on this machine.
 ARM_PACKAGES := g++-arm-linux-gnueabihf libjson-c-dev:armhf libcjson-dev:armhf \
                 libgtest-dev:armhf libgmock-dev:armhf qemu-user
 
-.PHONY: all deps deps-arm configure build demo test test-plain test-asan arm bench clean
+.PHONY: all deps deps-arm configure build demo golden test test-plain test-asan arm bench clean
 
 all: build
 
@@ -87,6 +87,11 @@ demo: build
 	        echo "--- no /tmp/aws_json_$$item was written"; \
 	    fi; \
 	done
+	@echo "Each document's reference copy: docs/golden/<item>.json; its members: docs/items/<item>.md"
+
+# Rewrites docs/golden from the sample router (review the diff before committing).
+golden: build
+	tools/golden --build $(BUILD) --update
 
 test: test-plain test-asan
 

@@ -166,6 +166,38 @@ int spawn_sim(const std::vector<std::string>& args, const std::string& log) {
     return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
 }
 
+// Every event document a run writes is copied to $DC_DOC_DIR (when set) for
+// the schema check that ends the suite (tools/validate-documents). Files the
+// scenario planted are the test's own input, not the collector's output.
+void collect_documents(const SimResult& r, const std::vector<std::string>& argv,
+                       const Scenario& sc) {
+    const char* into = getenv("DC_DOC_DIR");
+    if (!into || !*into || r.dir.empty()) return;
+    static unsigned seq = 0;
+    const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+    std::string tag = info ? std::string(info->test_suite_name()) + "." + info->name() : "run";
+    tag += "." + std::to_string(getpid()) + "." + std::to_string(++seq);
+    for (char& c : tag)
+        if (c == '/') c = '_';
+    std::vector<std::string> docs;
+    if (DIR* d = opendir((r.dir + "/tmp").c_str())) {
+        while (dirent* e = readdir(d)) {
+            if (strncmp(e->d_name, "aws_json_", 9) == 0) docs.emplace_back(e->d_name);
+        }
+        closedir(d);
+    }
+    for (const auto& name : docs) {
+        if (sc.files.count("/tmp/" + name)) continue;
+        bool ok = false;
+        std::string text = read_file(r.dir + "/tmp/" + name, &ok);
+        // The word after "aws_json_" names the schema; a cloud command's
+        // output is a forwarded document whatever its name.
+        std::string word = name.substr(9);
+        if (argv.size() >= 4 && argv[1] == "cloud" && argv[3] == "/tmp/" + name) word = "cloud";
+        if (ok) write_file(std::string(into) + "/" + tag + "." + word + ".json", text);
+    }
+}
+
 std::string abs_fixture(const std::string& d) {
     return !d.empty() && d[0] == '/' ? d : std::string(kSourceDir) + "/" + d;
 }
@@ -208,6 +240,7 @@ SimResult run_in_router(const std::vector<std::string>& argv, const Scenario& sc
     r.status = atoi(status.c_str());
     r.out = read_file(r.dir + "/stdout");
     r.err = read_file(r.dir + "/stderr");
+    collect_documents(r, argv, sc);
     return r;
 }
 
