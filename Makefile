@@ -1,4 +1,4 @@
-# Entry points: `make demo`, `make test`, `make bench`.
+# Entry points: `make demo`, `make test`, `make bench`, `make fuzz`, `make memcheck`.
 # Each installs what is missing (as root, through apt-get), configures and builds.
 
 BUILD      ?= build
@@ -7,11 +7,15 @@ JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 # Items the demo collects in the simulated router, one document each.
 DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevice cpu memory eventtype0 firmware eventtype5 eventtype7 eventtype10 wifiScanResult wifiConnectEvent all
 FIXTURE    ?= sim/router
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 60
+# Empty: every target of fuzz/.
+FUZZ_TARGETS ?=
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
             libgmock-dev iproute2 util-linux
 
-.PHONY: all deps configure build demo test test-plain test-asan bench clean
+.PHONY: all deps configure build demo test test-plain test-asan bench fuzz memcheck clean
 
 all: build
 
@@ -79,5 +83,26 @@ bench: build
 	@if [ -x $(BUILD)/bench_merge ]; then $(BUILD)/bench_merge; \
 	else echo "no benchmark built (bench/*.cpp is empty)"; fi
 
+# Installs one Debian package when its command is missing (as root), else names it.
+need = @command -v $(1) >/dev/null 2>&1 || { \
+	    if [ "$$(id -u)" -eq 0 ] && command -v apt-get >/dev/null 2>&1; then \
+	        DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $(2); \
+	    else echo "Missing package: $(2) (sudo apt-get install -y $(2))"; exit 1; fi; }
+
+# Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS over
+# its corpus in $(FUZZ_BUILD)/corpus (seeded from the fixtures).
+fuzz: deps
+	$(call need,clang++,clang)
+	cmake -S . -B $(FUZZ_BUILD) -DDC_FUZZ=ON -DDC_TESTS=OFF \
+	    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+	cmake --build $(FUZZ_BUILD) -j$(JOBS)
+	fuzz/make-corpus $(FUZZ_BUILD)/corpus
+	fuzz/run $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# The unit tests and the simulated-router tests under valgrind memcheck.
+memcheck: build
+	$(call need,valgrind,valgrind)
+	tools/memcheck $(BUILD) $(JOBS)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -70,7 +70,7 @@ void repair(fuzz::Input& in) {
     JsonPtr s(zol_json_object_new_string_len(text.data(), text.size()));
     require_strict(s.get(), "zol_json_object_new_string_len");
     JsonPtr obj(json_object_new_object());
-    Add_object_string(obj.get(), text.c_str(), text.c_str());
+    Add_object_string(obj.get(), "ssid", text.c_str());
     require_strict(obj.get(), "Add_object_string");
 }
 

@@ -43,8 +43,7 @@ void proc_meminfo(fuzz::Input& in) {
     for (const char* s : {t, f, b, c}) require_bounded(s, 63, "meminfo_from");
     mem_usage m = mem_usage_from_lines(t, f, b, c);
     for (const char* s : {m.total, m.free, m.used, m.utilization}) require_bounded(s, 31, "mem_usage");
-    float u = memory_utilization_from(path.c_str());
-    require(!(u < 0.0f) || u != u, "negative memory utilization");
+    memory_utilization_from(path.c_str());
 }
 
 void route_and_arp(fuzz::Input& in) {

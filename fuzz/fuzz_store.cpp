@@ -19,7 +19,8 @@ std::map<std::string, std::string> read_names(const std::string& text) {
         size_t nl = text.find('\n', pos);
         size_t end = nl == std::string::npos ? text.size() : nl;
         size_t eq = text.find('=', pos);
-        if (eq < end) values[text.substr(pos, eq - pos)];
+        // A line holding a NUL byte is not read; its name could not be asked for.
+        if (eq < end && text.find('\0', pos) >= end) values[text.substr(pos, eq - pos)];
         pos = end + 1;
     }
     for (auto& kv : values) {

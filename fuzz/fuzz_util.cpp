@@ -33,7 +33,8 @@ bool unshare_tmp(std::string* why) {
         *why = "cannot map the user";
         return false;
     }
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+    // The type is ignored for a propagation change; valgrind wants it readable.
+    if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777,size=256m") != 0) {
         *why = std::string("mount: ") + strerror(errno);
         return false;

@@ -1,5 +1,6 @@
 // The radios' site survey blocks, the station dump and the wireless
 // daemon's connect-event log.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <vector>
@@ -22,8 +23,9 @@ void scan_blocks(fuzz::Input& in) {
     JsonPtr list(json_object_new_array());
     int ssids = parse_wifi_scan_text(text, band, list.get());
     require(ssids >= 0, "negative SSID count");
-    require(json_object_array_length(list.get()) <= static_cast<size_t>(ssids) + 1,
-            "more networks than SSID lines");
+    // A block ends at its utilization line, SSID line or not: one network a line at most.
+    size_t lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+    require(json_object_array_length(list.get()) <= lines, "more networks than lines");
     require_strict(list.get(), "parse_wifi_scan_text");
 }
 
