@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "strict_json.h"
+
 void Add_object_int(json_object* my_object, const char* name, int value)
 {
     json_object_object_add(my_object, name, json_object_new_int(value));
@@ -184,8 +186,17 @@ bool valid_text(const char* s, std::size_t len) { return utf8_valid_prefix(s, le
 json_object* make_strict(json_object* node)
 {
     switch (json_object_get_type(node)) {
-    case json_type_double:
-        return std::isfinite(json_object_get_double(node)) ? node : nullptr;
+    case json_type_double: {
+        double d = json_object_get_double(node);
+        if (!std::isfinite(d))
+            return nullptr;
+        // json-c prints a parsed number with its source text, and its parser
+        // takes forms JSON has not (03.25, 1., -.5): those are printed afresh
+        // from the value (finite here, so json-c's own printer is safe).
+        std::size_t len = 0;
+        const char* text = json_object_to_json_string_length(node, JSON_C_TO_STRING_PLAIN, &len);
+        return text && json_text_is_strict(text, len) ? node : json_object_new_double(d);
+    }
     case json_type_string: {
         const char* s = json_object_get_string(node);
         std::size_t len = static_cast<std::size_t>(json_object_get_string_len(node));

@@ -77,7 +77,15 @@ void repair(fuzz::Input& in) {
 // Any tree json-c parses becomes strict; the scanner never reads past its text.
 void make_strict(fuzz::Input& in) {
     std::string text = in.rest();
-    json_text_is_strict(text.data(), text.size());
+    if (json_text_is_strict(text.data(), text.size())) {
+        // What the scanner passes, a JSON parser takes (json-c only stops at depth).
+        json_tokener* tok = json_tokener_new_ex(512);
+        JsonPtr parsed(json_tokener_parse_ex(tok, text.c_str(), -1));
+        json_tokener_error err = json_tokener_get_error(tok);
+        json_tokener_free(tok);
+        require(parsed != nullptr || err == json_tokener_error_depth,
+                "the strict scanner passed a text json-c rejects");
+    }
     JsonPtr tree(json_tokener_parse(text.c_str()));
     if (!tree) return;
     JsonPtr fixed(json_make_strict(tree.release()));

@@ -18,6 +18,7 @@
 #include "collect_wifi_connect.h"
 #include "fuzz_util.h"
 #include "unit.h"
+#include "xagent.h"
 
 using fuzz::require;
 using fuzz::require_bounded;
@@ -166,8 +167,40 @@ void labels(fuzz::Input& in) {
     require_bounded(version, 63, "plex_version_from_line");
 }
 
+// The shell's reading of a word made of '...' runs and \' escapes; false for
+// anything else (an unquoted character would reach the shell).
+bool shell_unquote(const std::string& word, std::string* out) {
+    for (size_t i = 0; i < word.size();) {
+        if (word.compare(i, 2, "\\'") == 0) {
+            out->push_back('\'');
+            i += 2;
+        } else if (word[i] == '\'') {
+            size_t end = word.find('\'', i + 1);
+            if (end == std::string::npos) return false;
+            out->append(word, i + 1, end - i - 1);
+            i = end + 1;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Store values that reach a shell command line come back whole from one word.
+void commands(fuzz::Input& in) {
+    size_t size = in.byte() * 2;
+    std::string id = in.text(512), code = in.text(512);
+    std::string back;
+    require(shell_unquote(shell_quote(id), &back) && back == id, "shell_quote");
+    std::vector<char> cmd(size + 1, '\x5a');
+    bool fits = format_wanip_command(cmd.data(), size, "host.example.invalid", id.c_str(), code.c_str());
+    require(cmd[size] == '\x5a', "format_wanip_command overran");
+    if (size) require(fits ? strstr(cmd.data(), shell_quote(id).c_str()) != nullptr : cmd[0] == '\0',
+                      "format_wanip_command: a command cut or without the quoted id");
+}
+
 using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {copies, fields, macs, entities, times, numbers, labels};
+const Case kCases[] = {copies, fields, macs, entities, times, numbers, labels, commands};
 
 }  // namespace
 
