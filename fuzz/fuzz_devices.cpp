@@ -95,14 +95,11 @@ void security_settings(fuzz::Input& in) {
     require_strict(obj.get(), "aegix settings");
 }
 
-using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {scanner_list, vpn_records, online_list, satellites, security_report,
+const fuzz::Case kCases[] = {scanner_list, vpn_records, online_list, satellites, security_report,
                        security_settings};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::Input in(data, size);
-    kCases[in.byte() % (sizeof kCases / sizeof kCases[0])](in);
-    return 0;
+    return fuzz::run_case(kCases, data, size);
 }

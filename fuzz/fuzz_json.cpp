@@ -19,12 +19,6 @@ using fuzz::require_strict_text;
 
 namespace {
 
-std::string file_text(const std::string& path) {
-    std::string text;
-    read_whole_file(path.c_str(), text);
-    return text;
-}
-
 // What "cloud IN OUT" writes: a header added, or a headed document made strict.
 void cloud_input(fuzz::Input& in) {
     std::string infile = fuzz::scratch("cloud_in"), outfile = fuzz::scratch("cloud_out");
@@ -36,7 +30,7 @@ void cloud_input(fuzz::Input& in) {
     } else {
         collect_cloudinfo(infile.c_str(), outfile.c_str());
     }
-    std::string out = file_text(outfile);
+    std::string out = fuzz::file_text(outfile);
     if (!out.empty()) require_strict_text(out, "cloud output");
 }
 
@@ -92,13 +86,10 @@ void make_strict(fuzz::Input& in) {
     require_strict(fixed.get(), "json_make_strict");
 }
 
-using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {cloud_input, file_readers, repair, make_strict};
+const fuzz::Case kCases[] = {cloud_input, file_readers, repair, make_strict};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::Input in(data, size);
-    kCases[in.byte() % (sizeof kCases / sizeof kCases[0])](in);
-    return 0;
+    return fuzz::run_case(kCases, data, size);
 }

@@ -134,14 +134,11 @@ void reboot_reason(fuzz::Input& in) {
     require_bounded(cat_file(path.c_str()), 511, "cat_file");
 }
 
-using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {proc_stat, proc_meminfo, route_and_arp,   net_dev,         partitions_and_usb,
+const fuzz::Case kCases[] = {proc_stat, proc_meminfo, route_and_arp,   net_dev,         partitions_and_usb,
                        thermal,   ubinfo_and_nand, collector_files, tools,         reboot_reason};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::Input in(data, size);
-    kCases[in.byte() % (sizeof kCases / sizeof kCases[0])](in);
-    return 0;
+    return fuzz::run_case(kCases, data, size);
 }

@@ -199,13 +199,10 @@ void commands(fuzz::Input& in) {
                       "format_wanip_command: a command cut or without the quoted id");
 }
 
-using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {copies, fields, macs, entities, times, numbers, labels, commands};
+const fuzz::Case kCases[] = {copies, fields, macs, entities, times, numbers, labels, commands};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::Input in(data, size);
-    kCases[in.byte() % (sizeof kCases / sizeof kCases[0])](in);
-    return 0;
+    return fuzz::run_case(kCases, data, size);
 }

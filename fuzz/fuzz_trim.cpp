@@ -14,12 +14,6 @@ using fuzz::require;
 
 namespace {
 
-std::string file_text(const std::string& path) {
-    std::string text;
-    read_whole_file(path.c_str(), text);
-    return text;
-}
-
 // {"list": {"numberOfDevices": n, "list": [...]}} with elements whose sizes
 // come from the input; the reference is quadratic, so lists stay short.
 std::string list_document(fuzz::Input& in) {
@@ -62,6 +56,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         trim_oldest(fast.c_str(), "list", "list", root, ceiling);
         reference::trim_oldest(ref.c_str(), "list", "list", root, ceiling);
     }
-    require(file_text(fast) == file_text(ref), "trimming differs from the step-by-step rule");
+    require(fuzz::file_text(fast) == fuzz::file_text(ref), "trimming differs from the step-by-step rule");
     return 0;
 }

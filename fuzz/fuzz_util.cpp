@@ -1,46 +1,14 @@
 #include "fuzz_util.h"
 
-#include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
+
+#include "../tests/private_tmp.h"
+#include "unit.h"
 
 namespace fuzz {
 namespace {
-
-bool write_proc(const char* path, const std::string& text) {
-    int fd = open(path, O_WRONLY);
-    if (fd < 0) return false;
-    bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
-    return ok;
-}
-
-bool unshare_tmp(std::string* why) {
-    uid_t uid = getuid();
-    gid_t gid = getgid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        *why = std::string("unshare: ") + strerror(errno);
-        return false;
-    }
-    write_proc("/proc/self/setgroups", "deny");
-    if (!write_proc("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1\n") ||
-        !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1\n")) {
-        *why = "cannot map the user";
-        return false;
-    }
-    // The type is ignored for a propagation change; valgrind wants it readable.
-    if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777,size=256m") != 0) {
-        *why = std::string("mount: ") + strerror(errno);
-        return false;
-    }
-    return true;
-}
 
 std::string& scratch_dir() {
     static std::string dir;
@@ -52,7 +20,7 @@ std::string& scratch_dir() {
 void enter_private_tmp() {
     if (!scratch_dir().empty()) return;
     std::string why;
-    if (!unshare_tmp(&why))
+    if (!::enter_private_tmp("mode=1777,size=256m", &why))
         fprintf(stderr, "note: no private /tmp (%s); the collector's /tmp files land in this "
                         "machine's /tmp\n", why.c_str());
     char tmpl[] = "/tmp/dc_fuzz.XXXXXX";
@@ -79,6 +47,12 @@ MemFile::MemFile(const std::string& text) : text_(text) {
 }
 
 MemFile::~MemFile() { fclose(fp_); }
+
+std::string file_text(const std::string& path) {
+    std::string text;
+    read_whole_file(path.c_str(), text);
+    return text;
+}
 
 void require(bool what, const char* why) {
     if (what) return;

@@ -64,6 +64,8 @@ class Input {
 std::string scratch(const char* name);
 // Writes text to path (binary), aborting when it cannot.
 void put_file(const std::string& path, const std::string& text);
+// The whole file, "" when unreadable.
+std::string file_text(const std::string& path);
 
 // A read-only stream over text (an empty text reads as /dev/null).
 class MemFile {
@@ -86,5 +88,14 @@ void require_strict(json_object* tree, const char* where);
 void require_strict_text(const std::string& text, const char* where);
 // A C string no longer than max characters.
 void require_bounded(const char* s, size_t max, const char* where);
+
+// Runs the case the input's first byte picks, on the rest of the input.
+using Case = void (*)(Input&);
+template <size_t N>
+int run_case(const Case (&cases)[N], const uint8_t* data, size_t size) {
+    Input in(data, size);
+    cases[in.byte() % N](in);
+    return 0;
+}
 
 }  // namespace fuzz

@@ -57,13 +57,10 @@ void log_file(fuzz::Input& in) {
     require_strict(doc.get(), "get_connect_event_window_json");
 }
 
-using Case = void (*)(fuzz::Input&);
-const Case kCases[] = {scan_blocks, station_dump, log_line, log_file};
+const fuzz::Case kCases[] = {scan_blocks, station_dump, log_line, log_file};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz::Input in(data, size);
-    kCases[in.byte() % (sizeof kCases / sizeof kCases[0])](in);
-    return 0;
+    return fuzz::run_case(kCases, data, size);
 }
