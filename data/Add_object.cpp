@@ -47,11 +47,15 @@ void Add_object_Array_string(json_object* my_object, const char* value)
     json_object_array_add(my_object, zol_json_object_new_string(value));
 }
 
+namespace {
+// The userdata of the collector's own doubles: json_make_strict tells them by it.
+char two_decimals[] = "%.2f";
+}  // namespace
+
 json_object* zol_json_object_new_double(double d)
 {
-    static char format[] = "%.2f";
     json_object* jso = json_object_new_double(d);
-    json_object_set_serializer(jso, zol_json_object_double_to_json_string, format, nullptr);
+    json_object_set_serializer(jso, zol_json_object_double_to_json_string, two_decimals, nullptr);
     return jso;
 }
 
@@ -190,12 +194,15 @@ json_object* make_strict(json_object* node)
         double d = json_object_get_double(node);
         if (!std::isfinite(d))
             return nullptr;
-        // json-c prints a parsed number with its source text, and its parser
-        // takes forms JSON has not (03.25, 1., -.5): those are printed afresh
-        // from the value (finite here, so json-c's own printer is safe).
-        std::size_t len = 0;
-        const char* text = json_object_to_json_string_length(node, JSON_C_TO_STRING_PLAIN, &len);
-        return text && json_text_is_strict(text, len) ? node : json_object_new_double(d);
+        // json-c prints a parsed number with its source text (kept as the
+        // node's userdata), and its parser takes forms JSON has not (03.25,
+        // 1., -.5): those are printed afresh from the value (finite here, so
+        // json-c's own printer is safe). The collector's own doubles and
+        // json-c's plain ones print strict JSON already.
+        const char* source = static_cast<const char*>(json_object_get_userdata(node));
+        if (!source || source == two_decimals || json_text_is_strict(source, strlen(source)))
+            return node;
+        return json_object_new_double(d);
     }
     case json_type_string: {
         const char* s = json_object_get_string(node);
