@@ -1,4 +1,4 @@
-# Entry points: `make demo`, `make test`, `make bench`, `make arm`.
+# Entry points: `make demo`, `make test`, `make bench`, `make arm`, `make fuzz`, `make memcheck`.
 # Each installs what is missing (as root, through apt-get), configures and builds.
 
 BUILD      ?= build
@@ -8,6 +8,10 @@ JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 DEMO_ITEMS ?= eventtype4 routerInfo routerConfig connectedDevice vumba mediaDevice cpu memory eventtype0 firmware eventtype5 eventtype7 eventtype10 wifiScanResult wifiConnectEvent all
 FIXTURE    ?= sim/router
 ARM_BUILD  ?= build-armhf
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 60
+# Empty: every target of fuzz/.
+FUZZ_TARGETS ?=
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
             libgmock-dev iproute2 util-linux python3-jsonschema
@@ -16,7 +20,7 @@ PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
 ARM_PACKAGES := g++-arm-linux-gnueabihf libjson-c-dev:armhf libcjson-dev:armhf \
                 libgtest-dev:armhf libgmock-dev:armhf qemu-user
 
-.PHONY: all deps deps-arm configure build demo golden test test-plain test-asan arm bench clean
+.PHONY: all deps deps-arm configure build demo golden test test-plain test-asan arm bench fuzz memcheck clean
 
 all: build
 
@@ -118,5 +122,20 @@ bench: build
 	@if [ -x $(BUILD)/bench_merge ]; then $(BUILD)/bench_merge; \
 	else echo "no benchmark built (bench/*.cpp is empty)"; fi
 
+# Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS over
+# its corpus in $(FUZZ_BUILD)/corpus (seeded from the fixtures).
+fuzz: deps
+	$(call install_missing,clang,clang++)
+	cmake -S . -B $(FUZZ_BUILD) -DDC_FUZZ=ON -DDC_TESTS=OFF \
+	    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+	cmake --build $(FUZZ_BUILD) -j$(JOBS)
+	fuzz/make-corpus $(FUZZ_BUILD)/corpus
+	fuzz/run $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# The unit tests and the simulated-router tests under valgrind memcheck.
+memcheck: build
+	$(call install_missing,valgrind,valgrind)
+	tools/memcheck $(BUILD) $(JOBS)
+
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(ARM_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(ARM_BUILD) $(FUZZ_BUILD)

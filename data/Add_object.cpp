@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "strict_json.h"
+
 void Add_object_int(json_object* my_object, const char* name, int value)
 {
     json_object_object_add(my_object, name, json_object_new_int(value));
@@ -45,11 +47,15 @@ void Add_object_Array_string(json_object* my_object, const char* value)
     json_object_array_add(my_object, zol_json_object_new_string(value));
 }
 
+namespace {
+// The userdata of the collector's own doubles: json_make_strict tells them by it.
+char two_decimals[] = "%.2f";
+}  // namespace
+
 json_object* zol_json_object_new_double(double d)
 {
-    static char format[] = "%.2f";
     json_object* jso = json_object_new_double(d);
-    json_object_set_serializer(jso, zol_json_object_double_to_json_string, format, nullptr);
+    json_object_set_serializer(jso, zol_json_object_double_to_json_string, two_decimals, nullptr);
     return jso;
 }
 
@@ -184,8 +190,20 @@ bool valid_text(const char* s, std::size_t len) { return utf8_valid_prefix(s, le
 json_object* make_strict(json_object* node)
 {
     switch (json_object_get_type(node)) {
-    case json_type_double:
-        return std::isfinite(json_object_get_double(node)) ? node : nullptr;
+    case json_type_double: {
+        double d = json_object_get_double(node);
+        if (!std::isfinite(d))
+            return nullptr;
+        // json-c prints a parsed number with its source text (kept as the
+        // node's userdata), and its parser takes forms JSON has not (03.25,
+        // 1., -.5): those are printed afresh from the value (finite here, so
+        // json-c's own printer is safe). The collector's own doubles and
+        // json-c's plain ones print strict JSON already.
+        const char* source = static_cast<const char*>(json_object_get_userdata(node));
+        if (!source || source == two_decimals || json_text_is_strict(source, strlen(source)))
+            return node;
+        return json_object_new_double(d);
+    }
     case json_type_string: {
         const char* s = json_object_get_string(node);
         std::size_t len = static_cast<std::size_t>(json_object_get_string_len(node));

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "Add_object.h"
+#include "data_collector.h"
+#include "strict_json.h"
 #include "unit.h"
 #include "zol_json.h"
 
@@ -103,8 +106,10 @@ struct Loaded {
     json_object* arr = nullptr;
 };
 
+// The tree as the step-by-step rule rewrites it (dump_json_to_file makes it
+// strict); false without the array. parent is set whenever the object exists.
 bool load(const char* file, const char* object_name, const char* array_name, Loaded& out) {
-    out.doc.reset(json_object_from_file(file));
+    out.doc.reset(json_make_strict(json_object_from_file(file)));
     if (!out.doc || !json_object_object_get_ex(out.doc.get(), object_name, &out.parent))
         return false;
     json_object* arr = nullptr;
@@ -225,6 +230,8 @@ bool trim_oldest_text(const char* file, const char* object_name, const char* arr
     const size_t kTextMax = 64u << 20;
     std::string t;
     if (!read_whole_file(file, t, kTextMax) || t.size() >= kTextMax) return false;
+    // Cutting bytes keeps a file as it is; the rule rewrites it strict.
+    if (!json_text_is_strict(t.data(), t.size())) return false;
     size_t root = skip_ws(t, 0);
     size_t obj = find_member(t, root, object_name, 1);
     size_t arr = find_member(t, obj, array_name, 2);
@@ -297,9 +304,13 @@ void trim_by_average(const char* file, const char* object_name, const char* arra
     unsigned long side = file_size(file);
     if (root_size + side <= ceiling || count <= 0) return;
     Loaded l;
-    if (!load(file, object_name, array_name, l)) return;
-    ArraySizer sizer(l.doc.get(), l.parent, array_name, l.arr);
     unsigned long n = static_cast<unsigned long>(count);
+    if (!load(file, object_name, array_name, l)) {
+        // Without the array the rule still rewrites the file once.
+        if (l.parent && side / n > 0) dump_json_to_file(l.doc.get(), file);
+        return;
+    }
+    ArraySizer sizer(l.doc.get(), l.parent, array_name, l.arr);
     size_t len = sizer.length();
     if (side / n == 0) return;
     size_t kept = average_steps(side, root_size, ceiling, n, len,

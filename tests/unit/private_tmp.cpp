@@ -4,51 +4,18 @@
 // tmpfs in private user and mount namespaces, made before the first test.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
 #include <cstdio>
-#include <cstring>
 #include <string>
 
+#include "../private_tmp.h"
+
 namespace {
-
-bool write_proc(const char* path, const std::string& text) {
-    int fd = open(path, O_WRONLY);
-    if (fd < 0) return false;
-    bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(fd);
-    return ok;
-}
-
-bool enter_private_tmp(std::string* why) {
-    uid_t uid = getuid();
-    gid_t gid = getgid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        *why = std::string("unshare: ") + strerror(errno);
-        return false;
-    }
-    write_proc("/proc/self/setgroups", "deny");
-    if (!write_proc("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1\n") ||
-        !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1\n")) {
-        *why = "cannot map the user";
-        return false;
-    }
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") != 0) {
-        *why = std::string("mount: ") + strerror(errno);
-        return false;
-    }
-    return true;
-}
 
 class PrivateTmp : public ::testing::Environment {
    public:
     void SetUp() override {
         std::string why;
-        if (!enter_private_tmp(&why))
+        if (!enter_private_tmp("mode=1777", &why, DC_SOURCE_DIR))
             fprintf(stderr, "note: no private /tmp (%s); tests share this machine's /tmp\n",
                     why.c_str());
     }

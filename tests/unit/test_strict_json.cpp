@@ -49,6 +49,18 @@ TEST(Utf8Repair, TreeFromOutsideIsMadeStrict) {
     EXPECT_TRUE(strict(out));
 }
 
+TEST(Utf8Repair, NumbersJsonCTakesInNonJsonFormArePrintedAfresh) {
+    // json-c prints a parsed double with its source text; found by fuzz_json
+    // in a producer's document given to "cloud".
+    std::string text = "{\"a\":03.25,\"b\":[1.,-.5,1.e5,-01.5e+2],\"c\":912.5,\"d\":1E5}";
+    json_object* tree = json_tokener_parse(text.c_str());
+    ASSERT_NE(tree, nullptr);
+    JsonPtr fixed(json_make_strict(tree));
+    std::string out = json_object_to_json_string_ext(fixed.get(), JSON_C_TO_STRING_PLAIN);
+    EXPECT_EQ(out, "{\"a\":3.25,\"b\":[1.0,-0.5,100000.0,-150.0],\"c\":912.5,\"d\":1E5}");
+    EXPECT_TRUE(strict(out));
+}
+
 TEST(StrictScanner, AcceptsRfc8259Only) {
     const struct {
         std::string text;

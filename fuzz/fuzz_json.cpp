@@ -1,0 +1,95 @@
+// JSON from outside: producers' documents given to "cloud" (with and
+// without their header), the JSON readers of files other components leave in
+// /tmp, UTF-8 repair and the strict scanner itself.
+#include <unistd.h>
+
+#include <cstring>
+
+#include "Add_object.h"
+#include "collect_cloudinfo.h"
+#include "data_collector.h"
+#include "fuzz_util.h"
+#include "unit.h"
+#include "zol_json.h"
+
+using fuzz::require;
+using fuzz::require_bounded;
+using fuzz::require_strict;
+using fuzz::require_strict_text;
+
+namespace {
+
+// What "cloud IN OUT" writes: a header added, or a headed document made strict.
+void cloud_input(fuzz::Input& in) {
+    std::string infile = fuzz::scratch("cloud_in"), outfile = fuzz::scratch("cloud_out");
+    fuzz::put_file(infile, in.rest());
+    unlink(outfile.c_str());
+    if (check_header_of_inputfile(infile.c_str()) == 1) {
+        JsonPtr doc(json_object_from_file(infile.c_str()));
+        dump_json_to_file(doc.get(), outfile.c_str());
+    } else {
+        collect_cloudinfo(infile.c_str(), outfile.c_str());
+    }
+    std::string out = fuzz::file_text(outfile);
+    if (!out.empty()) require_strict_text(out, "cloud output");
+}
+
+void file_readers(fuzz::Input& in) {
+    std::string name = in.text(64), second = in.text(64);
+    std::string path = fuzz::scratch("reader.json");
+    fuzz::put_file(path, in.rest());
+    const char* f = path.c_str();
+    require(get_string_from_file(f, name.c_str()) != nullptr, "get_string_from_file");
+    require(get_second_object_string_from_file(f, name.c_str(), second.c_str()) != nullptr,
+            "get_second_object_string_from_file");
+    get_int_from_file(f, name.c_str());
+    get_boolean_from_file(f, name.c_str());
+    get_int64_from_file(f, name.c_str());
+    get_double_from_file(f, name.c_str());
+    get_second_object_int_from_file(f, name.c_str(), second.c_str());
+    match_mac_to_get_string_from_file(name.c_str(), f, second.c_str(), "");
+    JsonPtr doc(json_object_from_file(f));
+    if (doc) {
+        require(zol_get_json_object_to_string(doc.get(), name.c_str()) != nullptr, "zol_get_json_object_to_string");
+        get_object_int(doc.get(), name.c_str());
+    }
+}
+
+void repair(fuzz::Input& in) {
+    std::string text = in.rest();
+    std::string fixed = utf8_repair(text.data(), text.size());
+    require(utf8_valid_prefix(fixed.data(), fixed.size()) == fixed.size(), "repair left invalid UTF-8");
+    if (utf8_valid_prefix(text.data(), text.size()) == text.size())
+        require(fixed == text, "repair changed valid UTF-8");
+    JsonPtr s(zol_json_object_new_string_len(text.data(), text.size()));
+    require_strict(s.get(), "zol_json_object_new_string_len");
+    JsonPtr obj(json_object_new_object());
+    Add_object_string(obj.get(), "ssid", text.c_str());
+    require_strict(obj.get(), "Add_object_string");
+}
+
+// Any tree json-c parses becomes strict; the scanner never reads past its text.
+void make_strict(fuzz::Input& in) {
+    std::string text = in.rest();
+    if (json_text_is_strict(text.data(), text.size())) {
+        // What the scanner passes, a JSON parser takes (json-c only stops at depth).
+        json_tokener* tok = json_tokener_new_ex(512);
+        JsonPtr parsed(json_tokener_parse_ex(tok, text.c_str(), -1));
+        json_tokener_error err = json_tokener_get_error(tok);
+        json_tokener_free(tok);
+        require(parsed != nullptr || err == json_tokener_error_depth,
+                "the strict scanner passed a text json-c rejects");
+    }
+    JsonPtr tree(json_tokener_parse(text.c_str()));
+    if (!tree) return;
+    JsonPtr fixed(json_make_strict(tree.release()));
+    require_strict(fixed.get(), "json_make_strict");
+}
+
+const fuzz::Case kCases[] = {cloud_input, file_readers, repair, make_strict};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    return fuzz::run_case(kCases, data, size);
+}
