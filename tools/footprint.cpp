@@ -1,6 +1,6 @@
 // dc_footprint: runs one command under ptrace and reports what it cost.
 //
-//   dc_footprint OUTFILE COMMAND [ARGS...]
+//   dc_footprint [--own] OUTFILE COMMAND [ARGS...]
 //
 // Writes one line of "name=value" fields to OUTFILE (the command's own output
 // is left alone):
@@ -13,6 +13,10 @@
 //   names        their names in order of start, comma-separated
 // Only process events stop the command (fork, exec, exit); CPU times come from
 // the scheduler's nanosecond accounting, read as each process exits.
+// Each stop at a fork is two context switches the command pays for, about as
+// much as the fork itself: with --own only the command's exit stops it, so
+// wall_us, cpu_us and rss_kb are what it costs untraced (children and
+// child_cpu_us are then 0).
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -60,8 +64,13 @@ struct Process {
 }  // namespace
 
 int main(int argc, char** argv) {
+    bool own_only = argc > 1 && strcmp(argv[1], "--own") == 0;
+    if (own_only) {
+        --argc;
+        ++argv;
+    }
     if (argc < 3) {
-        fprintf(stderr, "usage: dc_footprint OUTFILE COMMAND [ARGS...]\n");
+        fprintf(stderr, "usage: dc_footprint [--own] OUTFILE COMMAND [ARGS...]\n");
         return 2;
     }
     long long start = now_us();
@@ -75,9 +84,8 @@ int main(int argc, char** argv) {
     }
     int st = 0;
     if (waitpid(root, &st, 0) != root || !WIFSTOPPED(st)) return 125;
-    ptrace(PTRACE_SETOPTIONS, root, nullptr,
-           PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE |
-               PTRACE_O_TRACEEXIT | PTRACE_O_EXITKILL);
+    long follow = own_only ? 0 : PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE;
+    ptrace(PTRACE_SETOPTIONS, root, nullptr, follow | PTRACE_O_TRACEEXIT | PTRACE_O_EXITKILL);
     ptrace(PTRACE_CONT, root, nullptr, nullptr);
 
     long long wall = 0, own = 0, children_cpu = 0, rss = 0;
