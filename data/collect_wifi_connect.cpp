@@ -5,12 +5,14 @@
 
 #include <cctype>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <deque>
 #include <limits>
+#include <map>
 #include <string>
 #include <unordered_map>
 
@@ -77,8 +79,13 @@ class ConnectEventBuilder {
     json_object* build(char* line);
 
    private:
+    const char* band_channel(const char* ifname);
+
     const ConnectDeviceIndex& devices_;
     const char* event_type_ = "";
+    // "band:channel" per interface: the radio files do not change during a
+    // run, and a log has a handful of interfaces over many lines.
+    std::map<std::string, std::string> band_channels_;
 };
 
 // "1:Connect success" ... "6:Post-association steer fail"; null for any other code.
@@ -126,38 +133,31 @@ void format_begin_time(const char* epoch_text, char (&out)[32]) {
 
 // Pretty-printed size of an event on its own: never more than it adds to the
 // scratch document, where it is indented deeper and followed by a comma.
-size_t printed_size(json_object* event) {
-    size_t len = 0;
-    json_object_to_json_string_length(event, JSON_C_TO_STRING_PRETTY, &len);
-    return len;
-}
-
-// The newest events whose printed sizes, the oldest left out, still exceed
-// the budget; see get_connect_event_window_json.
+// The newest events, each as json-c prints it on its own (pretty, at the top
+// level), whose sizes, the oldest left out, still exceed the budget; see
+// get_connect_event_window_json. Text costs a sixth of an event's tree.
 class EventWindow {
    public:
     explicit EventWindow(unsigned long budget) : budget_(budget) {}
 
     void add(json_object* event) {
-        size_t size = printed_size(event);
-        events_.emplace_back(JsonPtr(event), size);
-        total_ += size;
-        while (events_.size() > 1 && total_ - events_.front().second > budget_) {
-            total_ -= events_.front().second;
+        JsonPtr owned(event);
+        size_t size = 0;
+        const char* text = json_object_to_json_string_length(event, JSON_C_TO_STRING_PRETTY, &size);
+        events_.emplace_back(text ? text : "null", text ? size : 4);
+        total_ += events_.back().size();
+        while (events_.size() > 1 && total_ - events_.front().size() > budget_) {
+            total_ -= events_.front().size();
             events_.pop_front();
         }
     }
 
-    void move_to(json_object* array) {
-        for (auto& e : events_) json_object_array_add(array, e.first.release());
-        events_.clear();
-        total_ = 0;
-    }
+    const std::deque<std::string>& events() const { return events_; }
 
    private:
     unsigned long budget_;
     unsigned long total_ = 0;
-    std::deque<std::pair<JsonPtr, size_t>> events_;
+    std::deque<std::string> events_;
 };
 
 }  // namespace
@@ -240,6 +240,17 @@ const ConnectDevice* ConnectDeviceIndex::find(const char* mac) const {
     return it == by_mac_.end() ? nullptr : &it->second;
 }
 
+const char* ConnectEventBuilder::band_channel(const char* ifname) {
+    ifname = or_empty(ifname);
+    auto it = band_channels_.find(ifname);
+    if (it != band_channels_.end()) return it->second.c_str();
+    static char text[31];
+    snprintf(text, sizeof text, "%s:%s", get_radio_band(ifname), get_radio_channel(ifname));
+    // A hostile log of distinct names does not grow the table past a few rows.
+    if (band_channels_.size() >= 16) return text;
+    return band_channels_.emplace(ifname, text).first->second.c_str();
+}
+
 json_object* ConnectEventBuilder::build(char* line) {
     ConnectLogFields f = split_connect_log_line(line);
     char begin[32];
@@ -247,9 +258,7 @@ json_object* ConnectEventBuilder::build(char* line) {
     // The whole label: "5:Post-association steer success" is one character
     // longer than the firmware's 32-byte buffer held.
     if (const char* label = connect_event_label(f.code)) event_type_ = label;
-    char band_channel[31];
-    snprintf(band_channel, sizeof band_channel, "%s:%s", get_radio_band(f.ifname),
-             get_radio_channel(f.ifname));
+    const char* band_channel = this->band_channel(f.ifname);
     char rssi[31];
     snprintf(rssi, sizeof rssi, "%sdbm", f.rssi);
 
@@ -351,11 +360,58 @@ json_object* get_wifiConnectEvent_json() {
     return connect_event_object(get_connevent_num(), get_wifi_connect_event);
 }
 
-json_object* get_connect_event_window_json(unsigned long budget, const char* log) {
+namespace {
+
+EventWindow read_event_window(unsigned long budget, const char* log) {
+    EventWindow window(budget);
     connevent_num = count_connect_log_lines(log);
-    return connect_event_object(connevent_num, [&](json_object* events) {
-        EventWindow window(budget);
+    if (connevent_num > 0)
         read_connect_events(log, connevent_num, [&window](json_object* e) { window.add(e); });
-        window.move_to(events);
+    return window;
+}
+
+// {"wifiConnectEvent": {"numberOfEvents": count, "event": [...]}} as json-c
+// prints it, events spliced in as text: json-c indents each level by two
+// spaces and never leaves a raw newline inside a string, so an event printed
+// on its own, each line indented as the array's elements, is the same text.
+std::string connect_event_document(int count, const std::deque<std::string>& events) {
+    static const char kMark[] = "\"\\u0000mark\"";  // a string no event prints
+    JsonPtr doc(json_object_new_object());
+    json_object* inner = json_object_new_object();
+    Add_object_int(inner, "numberOfEvents", count);
+    json_object* array = json_object_new_array();
+    if (!events.empty()) json_object_array_add(array, json_object_new_string_len("\0mark", 5));
+    json_object_object_add(inner, "event", array);
+    json_object_object_add(doc.get(), "wifiConnectEvent", inner);
+    std::string text = json_object_to_json_string_ext(doc.get(), JSON_C_TO_STRING_PRETTY);
+    size_t at = text.find(kMark);
+    if (at == std::string::npos) return text;
+    std::string indent = "\n" + text.substr(text.rfind('\n', at) + 1, at - text.rfind('\n', at) - 1);
+    std::string out = text.substr(0, at);
+    for (size_t i = 0; i < events.size(); ++i) {
+        if (i > 0) out += "," + indent;
+        for (char c : events[i]) {
+            if (c == '\n') out += indent;
+            else out += c;
+        }
+    }
+    return out + text.substr(at + sizeof kMark - 1);
+}
+
+}  // namespace
+
+json_object* get_connect_event_window_json(unsigned long budget, const char* log) {
+    EventWindow window = read_event_window(budget, log);
+    return connect_event_object(connevent_num, [&](json_object* array) {
+        for (const std::string& e : window.events()) json_object_array_add(array, json_tokener_parse(e.c_str()));
     });
+}
+
+bool write_connect_event_file(unsigned long budget, const char* log, const char* file) {
+    EventWindow window = read_event_window(budget, log);
+    std::string text = connect_event_document(connevent_num, window.events());
+    FILE* fp = fopen(file, "w");
+    if (!fp) return false;
+    bool ok = fwrite(text.data(), 1, text.size(), fp) == text.size();
+    return fclose(fp) == 0 && ok;
 }

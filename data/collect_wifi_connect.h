@@ -57,3 +57,6 @@ void read_connect_events(const char* log, int count, const std::function<void(js
 // reports exactly as with the whole list. A log of any length costs a few
 // hundred events of memory. A budget of ULONG_MAX keeps every event.
 json_object* get_connect_event_window_json(unsigned long budget, const char* log = "/tmp/wifi_ra");
+// The same window written to file as {"wifiConnectEvent": {...}}, the bytes
+// json-c prints for that document, without holding the events as a tree.
+bool write_connect_event_file(unsigned long budget, const char* log, const char* file);

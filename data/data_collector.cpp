@@ -5,6 +5,10 @@
 #include "data_collector.h"
 
 #include <cJSON.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -60,9 +64,45 @@ void report_overflow(const char* func, int line, const char* member) {
     RA_logger("%s (%s)", kTooLarge, member);
 }
 
+bool ends_with(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The merge of two files this program printed, done on their text: json-c's
+// pretty layout prints a top-level member alike in either document, so the
+// root's text with the side file's member text appended is the tree merge's
+// output, without parsing and printing the (possibly 128 KiB) member twice.
+// False, nothing written, for anything else: the member already in the root,
+// a side file with other members, a file in another layout or not strict.
+bool splice_member(const char* root_file, const char* side_file, const char* member) {
+    std::string root, side;
+    if (!read_whole_file(root_file, root) || !read_whole_file(side_file, side)) return false;
+    const std::string key = std::string("\n  \"") + member + "\":";
+    const std::string end = "\n}";
+    // A line that opens with two spaces and a quote holds a top-level key.
+    if (root.compare(0, 4, "{\n  ") != 0 || !ends_with(root, end) ||
+        root.find(key) != std::string::npos || side.compare(0, key.size() + 1, "{" + key) != 0 ||
+        !ends_with(side, end) || side.find("\n  \"", key.size() + 1) != std::string::npos ||
+        !json_text_is_strict(root.data(), root.size()) ||
+        !json_text_is_strict(side.data(), side.size()))
+        return false;
+    root.insert(root.size() - end.size(), "," + side.substr(1, side.size() - 1 - end.size()));
+    int fd = open(root_file, O_WRONLY | O_TRUNC | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) return true;  // as the tree merge, which cannot write it either
+    for (size_t off = 0; off < root.size();) {
+        ssize_t n = write(fd, root.data() + off, root.size() - off);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        off += static_cast<size_t>(n);
+    }
+    close(fd);
+    return true;
+}
+
 // Last step of every merge: the secondary file's member joins the main
 // document (null when the secondary file or the member is missing).
 void merge_member(const char* root_file, const char* side_file, const char* member) {
+    if (splice_member(root_file, side_file, member)) return;
     JsonPtr root(json_object_from_file(root_file));
     if (!root || !json_object_is_type(root.get(), json_type_object)) return;
     JsonPtr side(json_object_from_file(side_file));
@@ -139,8 +179,8 @@ void combine_json(const char* root_file, const char* conndev_file) {
 void combine_connectevent_json(const char* root_file, const char* connevent_file) {
     unsigned long root_size = file_size(root_file);
     unsigned long side_size = file_size(connevent_file);
-    // numberOfEvents is read as the firmware always did, but trimming goes by size.
-    (void)get_second_object_int_from_file(connevent_file, "wifiConnectEvent", "numberOfEvents");
+    // The firmware read numberOfEvents back here and never used it: trimming
+    // goes by size, so the side file is not parsed for it.
     if (root_size + side_size > kMaxJsonSize) {
         report_overflow("combine_connectevent_json", 166, "wifiConnectEvent");
         trim_oldest(connevent_file, "wifiConnectEvent", "event", root_size, kMaxJsonSize);
@@ -276,10 +316,7 @@ void collect_event3(char* file) {
     unsigned long root_size = file_size(file);
     unsigned long budget = root_size < kMaxJsonSize ? kMaxJsonSize - root_size : 0;
 
-    JsonPtr side(json_object_new_object());
-    json_object_object_add(side.get(), "wifiConnectEvent", get_connect_event_window_json(budget));
-    dump_json_to_file(side.get(), kEventFile);
-    side.reset();
+    write_connect_event_file(budget, "/tmp/wifi_ra", kEventFile);
 
     combine_connectevent_json(file, kEventFile);
     run_shell("rm /tmp/RA_json_connectevent");

@@ -77,7 +77,8 @@ void make_strict(fuzz::Input& in) {
         JsonPtr parsed(json_tokener_parse_ex(tok, text.c_str(), -1));
         json_tokener_error err = json_tokener_get_error(tok);
         json_tokener_free(tok);
-        require(parsed != nullptr || err == json_tokener_error_depth,
+        // A parsed JSON null is a null pointer with success.
+        require(parsed != nullptr || err == json_tokener_success || err == json_tokener_error_depth,
                 "the strict scanner passed a text json-c rejects");
     }
     JsonPtr tree(json_tokener_parse(text.c_str()));
@@ -86,7 +87,39 @@ void make_strict(fuzz::Input& in) {
     require_strict(fixed.get(), "json_make_strict");
 }
 
-const fuzz::Case kCases[] = {cloud_input, file_readers, repair, make_strict};
+// The merge of a side file's member into a document: the same tree as a
+// tree merge, strict, and when both files are as json-c prints them (the
+// collector's own), the same bytes.
+void merge(fuzz::Input& in) {
+    bool printed = in.flag();
+    std::string root_text = in.text(), side_text = in.rest();
+    if (printed) {
+        JsonPtr r(json_tokener_parse(root_text.c_str())), s(json_tokener_parse(side_text.c_str()));
+        if (!r || !s) return;
+        root_text = json_object_to_json_string_ext(r.get(), JSON_C_TO_STRING_PRETTY);
+        side_text = json_object_to_json_string_ext(s.get(), JSON_C_TO_STRING_PRETTY);
+    }
+    std::string root = fuzz::scratch("root"), side = fuzz::scratch("side");
+    fuzz::put_file(root, root_text);
+    fuzz::put_file(side, side_text);
+    JsonPtr want(json_object_from_file(root.c_str()));
+    if (!want || !json_object_is_type(want.get(), json_type_object) || side_text.size() > 0x10000) return;
+    JsonPtr from(json_object_from_file(side.c_str()));
+    json_object* value = nullptr;
+    if (from && json_object_object_get_ex(from.get(), "wifiConnectEvent", &value)) json_object_get(value);
+    json_object_object_add(want.get(), "wifiConnectEvent", value);
+    want.reset(json_make_strict(want.release()));
+    combine_connectevent_json(root.c_str(), side.c_str());
+    std::string got = fuzz::file_text(root);
+    require_strict_text(got, "merged file");
+    JsonPtr merged(json_tokener_parse(got.c_str()));
+    require(json_object_equal(merged.get(), want.get()), "merge differs from the tree merge");
+    if (printed)
+        require(got == json_object_to_json_string_ext(want.get(), JSON_C_TO_STRING_PRETTY),
+                "merge of printed files differs in bytes from the tree merge");
+}
+
+const fuzz::Case kCases[] = {cloud_input, file_readers, repair, make_strict, merge};
 
 }  // namespace
 

@@ -55,6 +55,13 @@ void log_file(fuzz::Input& in) {
     JsonPtr doc(get_connect_event_window_json(budget, path.c_str()));
     require(doc != nullptr, "no wifiConnectEvent object");
     require_strict(doc.get(), "get_connect_event_window_json");
+    // The scratch file the collector writes is what json-c prints of that tree.
+    std::string side = fuzz::scratch("side");
+    require(write_connect_event_file(budget, path.c_str(), side.c_str()), "no scratch file");
+    JsonPtr whole(json_object_new_object());
+    json_object_object_add(whole.get(), "wifiConnectEvent", doc.release());
+    require(fuzz::file_text(side) == json_object_to_json_string_ext(whole.get(), JSON_C_TO_STRING_PRETTY),
+            "scratch file differs from the printed tree");
 }
 
 const fuzz::Case kCases[] = {scan_blocks, station_dump, log_line, log_file};

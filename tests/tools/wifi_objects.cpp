@@ -28,11 +28,7 @@ int main(int argc, char** argv) {
         obj.reset(get_wifiConnectEvent_json());
     } else if (strcmp(what, "connectScratch") == 0 && argc >= 4) {
         unsigned long budget = argc > 4 ? strtoul(argv[4], nullptr, 10) : ULONG_MAX;
-        obj.reset(json_object_new_object());
-        json_object_object_add(obj.get(), "wifiConnectEvent",
-                               get_connect_event_window_json(budget, argv[2]));
-        dump_json_to_file(obj.get(), argv[3]);
-        return 0;
+        return write_connect_event_file(budget, argv[2], argv[3]) ? 0 : 1;
     } else if (strcmp(what, "connectMerge") == 0 && argc >= 4) {
         combine_connectevent_json(argv[2], argv[3]);
         return 0;

@@ -147,4 +147,53 @@ TEST_F(TrimTest, ArrayEditsInPlace) {
     EXPECT_EQ(get_second_object_int_from_file("/nonexistent/file", "a", "b"), 0);
 }
 
+// The merge as a tree would do it: the side file's member added to the root.
+std::string tree_merge(const std::string& root_file, const std::string& side_file,
+                       const char* member) {
+    JsonPtr root(json_object_from_file(root_file.c_str()));
+    JsonPtr side(json_object_from_file(side_file.c_str()));
+    json_object* value = nullptr;
+    if (side && json_object_object_get_ex(side.get(), member, &value)) json_object_get(value);
+    json_object_object_add(root.get(), member, value);
+    return json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PRETTY);
+}
+
+// Merges of the collector's own files splice text; the bytes must be those of
+// the tree merge, whatever the member holds and whether or not the root
+// already has it, the side file has more members or another layout.
+TEST_F(TrimTest, MergedFileIsTheTreeMergeByteForByte) {
+    const char* o = "wifiConnectEvent";
+    auto root = [&](const char* extra, int flags) {
+        JsonPtr doc(json_object_new_object());
+        Add_object_string(doc.get(), "routerHardware", "a/\"b\"\x01");
+        Add_object_double(doc.get(), "eventType", 3.5);
+        if (extra) Add_object_int(doc.get(), extra, 1);
+        json_object_to_file_ext(path("root").c_str(), doc.get(), flags);
+        return path("root");
+    };
+    const int kPretty = JSON_C_TO_STRING_PRETTY, kPlain = JSON_C_TO_STRING_PLAIN;
+    struct Case {
+        const char* root_extra;
+        int root_flags, side_flags, side_count;
+        bool side_extra;
+    } cases[] = {{nullptr, kPretty, kPretty, 7, false}, {nullptr, kPretty, kPretty, 0, false},
+                 {o, kPretty, kPretty, 3, false},       {nullptr, kPretty, kPlain, 3, false},
+                 {nullptr, kPlain, kPretty, 3, false},  {nullptr, kPretty, kPretty, 3, true}};
+    for (const Case& c : cases) {
+        write_list(o, "event", c.side_count, false, c.side_flags);
+        if (c.side_extra) {
+            JsonPtr side(json_object_from_file(fast_.c_str()));
+            Add_object_string(side.get(), "later", "x");
+            json_object_to_file_ext(fast_.c_str(), side.get(), c.side_flags);
+        }
+        std::string want = tree_merge(root(c.root_extra, c.root_flags), fast_, o);
+        combine_connectevent_json(path("root").c_str(), fast_.c_str());
+        EXPECT_EQ(slurp(path("root")), want) << c.side_count << " " << c.side_flags;
+    }
+    // A missing side file leaves the member null.
+    std::string want = tree_merge(root(nullptr, kPretty), path("none"), o);
+    combine_connectevent_json(path("root").c_str(), path("none").c_str());
+    EXPECT_EQ(slurp(path("root")), want);
+}
+
 }  // namespace

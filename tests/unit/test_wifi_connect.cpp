@@ -101,17 +101,26 @@ TEST_F(ConnectLog, WindowTrimsLikeTheWholeList) {
         log += "aa:bb:cc:00:" + std::to_string(10 + i % 90) + ":01,wl" + std::to_string(i % 3) +
                (i % 7 ? "" : ".2") + "," + std::to_string(1700000000 + i * 37) + "," +
                std::to_string(i % 9) + "," + std::to_string(i % 16) + ",-" +
-               std::string(1 + i % 40, '5') + "\n";
+               std::string(1 + i % 40, i % 5 ? '5' : "\"/\\\x01"[i % 4]) + "\n";
     put("log", log);
     put("short", log.substr(0, log.find('\n', 2000) + 1));
     const unsigned long kCeiling = 0x20000;
+    // The whole list as a tree, printed by json-c; the window as the collector writes it.
     auto scratch = [&](const char* name, const char* log_name, unsigned long budget) {
+        if (budget != ULONG_MAX) {
+            EXPECT_TRUE(write_connect_event_file(budget, path(log_name).c_str(), path(name).c_str()));
+            return path(name);
+        }
         JsonPtr doc(json_object_new_object());
         json_object_object_add(doc.get(), "wifiConnectEvent",
                                get_connect_event_window_json(budget, path(log_name).c_str()));
         json_object_to_file_ext(path(name).c_str(), doc.get(), JSON_C_TO_STRING_PRETTY);
         return path(name);
     };
+    for (const char* log_name : {"log", "short", "none"}) {
+        write_connect_event_file(ULONG_MAX, path(log_name).c_str(), path("text").c_str());
+        EXPECT_EQ(slurp(path("text")), slurp(scratch("tree", log_name, ULONG_MAX))) << log_name;
+    }
     for (const char* log_name : {"log", "short"}) {
         for (unsigned long root : {0ul, 900ul, 70000ul, 131071ul, 140000ul}) {
             unsigned long budget = root < kCeiling ? kCeiling - root : 0;
