@@ -119,8 +119,8 @@ arm: deps-arm
 	cd $(ARM_BUILD) && cpack -G DEB -B package
 
 bench: build
-	@if [ -x $(BUILD)/bench_merge ]; then $(BUILD)/bench_merge; \
-	else echo "no benchmark built (bench/*.cpp is empty)"; fi
+	$(BUILD)/bench_merge
+	$(BUILD)/bench_spawn
 
 # Builds the libFuzzer targets with clang and runs each for FUZZ_SECONDS over
 # its corpus in $(FUZZ_BUILD)/corpus (seeded from the fixtures).

@@ -132,8 +132,8 @@ int get_aegix_enable() {
 
 void get_routerConfig_aegixAgentVersion(json_object* my_object) {
     static char version[1024];
-    fflush(stdout);
-    FILE* pipe = popen("/usr/share/aegix/get_aegix_status bd_version", "r");
+    ShellReader reader("/usr/share/aegix/get_aegix_status bd_version");
+    FILE* pipe = reader.get();
     if (!pipe) {
         Add_object_string(my_object, "aegixAgentVersion", "NA");
         return;
@@ -144,7 +144,6 @@ void get_routerConfig_aegixAgentVersion(json_object* my_object) {
     char rest[256];
     while (fgets(rest, sizeof rest, pipe)) {
     }
-    pclose(pipe);
     version[strcspn(version, "\r\n")] = '\0';
     Add_object_string(my_object, "aegixAgentVersion", version);
 }

@@ -397,8 +397,8 @@ void unified_modelname(char* name) {
         quoted = shell_quote(module);
     }
     std::string command = kPrefix + quoted;
-    fflush(stdout);
-    FILE* pipe = popen(command.c_str(), "r");
+    ShellReader reader(command.c_str());
+    FILE* pipe = reader.get();
     if (!pipe) {
         strncpyt(name, module.c_str(), 4);
         return;
@@ -409,7 +409,6 @@ void unified_modelname(char* name) {
         // The last character goes, newline or not: the script always ends its line.
         strncpyt(name, line, len < 32 ? len : 32);
     }
-    pclose(pipe);
 }
 
 namespace {

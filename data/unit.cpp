@@ -187,6 +187,38 @@ private:
     struct sigaction old_quit_ {}, old_int_ {}, old_chld_ {};
 };
 
+// The shell's child: stdout on pipe_write when it is not -1 (both pipe ends
+// are close-on-exec). vfork borrows this process's stack where glibc's
+// system() and popen() map and unmap one for every child.
+pid_t start_shell(const char* command, int pipe_write)
+{
+    char* argv[] = {const_cast<char*>("sh"), const_cast<char*>("-c"), const_cast<char*>(command),
+                    nullptr};
+    pid_t pid = vfork();
+    if (pid == 0) {
+        signal(SIGQUIT, SIG_DFL);
+        signal(SIGINT, SIG_DFL);
+        signal(SIGCHLD, SIG_DFL);
+        if (pipe_write == STDOUT_FILENO)
+            fcntl(STDOUT_FILENO, F_SETFD, 0);
+        else if (pipe_write >= 0)
+            dup2(pipe_write, STDOUT_FILENO);
+        execve("/bin/sh", argv, environ);
+        _exit(127);
+    }
+    return pid;
+}
+
+int wait_child(pid_t pid)
+{
+    int status = -1;
+    pid_t got;
+    do {
+        got = wait4(pid, &status, 0, nullptr);
+    } while (got < 0 && errno == EINTR);
+    return got < 0 ? -1 : status;
+}
+
 }  // namespace
 
 int zol_safe_system(const char* output, const char* output2, unsigned char mode,
@@ -221,16 +253,7 @@ int zol_safe_system(const char* output, const char* output2, unsigned char mode,
     pid_t pid = vfork();
     if (pid == 0)
         run_child(output, output2, mode, cmd, argv.data());
-    int status = -1;
-    if (pid > 0) {
-        pid_t got;
-        do {
-            got = wait4(pid, &status, 0, nullptr);
-        } while (got < 0 && errno == EINTR);
-        if (got < 0)
-            status = -1;
-    }
-    return status;
+    return pid > 0 ? wait_child(pid) : -1;
 }
 
 char* cat_file(const char* path)
@@ -266,7 +289,32 @@ int run_shell(const char* command)
         return -1;
     fflush(stdout);
     fflush(stderr);
-    return system(command);
+    ChildSignals signals;
+    pid_t pid = start_shell(command, -1);
+    return pid > 0 ? wait_child(pid) : -1;
+}
+
+ShellReader::ShellReader(const char* command)
+{
+    int fds[2];
+    if (!command || pipe2(fds, O_CLOEXEC) != 0)
+        return;
+    fflush(stdout);
+    fflush(stderr);
+    pid_ = start_shell(command, fds[1]);
+    close(fds[1]);
+    if (pid_ > 0)
+        fp_ = fdopen(fds[0], "r");
+    if (!fp_)
+        close(fds[0]);
+}
+
+ShellReader::~ShellReader()
+{
+    if (fp_)
+        fclose(fp_);
+    if (pid_ > 0)
+        wait_child(pid_);
 }
 
 std::string shell_quote(const std::string& text)

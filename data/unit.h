@@ -5,6 +5,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -40,6 +41,20 @@ int get_file_line_num(const char* file_name);
 // Runs a shell command line (system()); never pass text read from a file or the
 // store unquoted: wrap it with shell_quote().
 int run_shell(const char* command);
+// popen(command, "r") and its pclose: get() reads the shell's stdout (null
+// when it could not start); the destructor closes it and waits for the shell.
+class ShellReader {
+public:
+    explicit ShellReader(const char* command);
+    ~ShellReader();
+    ShellReader(const ShellReader&) = delete;
+    ShellReader& operator=(const ShellReader&) = delete;
+    FILE* get() const { return fp_; }
+
+private:
+    FILE* fp_ = nullptr;
+    pid_t pid_ = -1;
+};
 // The text as one single-quoted shell word.
 std::string shell_quote(const std::string& text);
 // Whole file into out (binary-safe, at most max_bytes); false when unreadable.

@@ -10,6 +10,7 @@
 //   child_cpu_us CPU time of every process it started, and theirs
 //   rss_kb       the command's peak resident set
 //   children     number of processes started below it
+//   direct       how many of them the command started itself
 //   names        their names in order of start, comma-separated
 // Only process events stop the command (fork, exec, exit); CPU times come from
 // the scheduler's nanosecond accounting, read as each process exits.
@@ -89,7 +90,7 @@ int main(int argc, char** argv) {
     ptrace(PTRACE_CONT, root, nullptr, nullptr);
 
     long long wall = 0, own = 0, children_cpu = 0, rss = 0;
-    int status = 125, started = 0;
+    int status = 125, started = 0, direct = 0;
     std::map<pid_t, Process> seen;
     for (;;) {
         pid_t pid = waitpid(-1, &st, __WALL);
@@ -121,6 +122,7 @@ int main(int argc, char** argv) {
             unsigned long child = 0;
             ptrace(PTRACE_GETEVENTMSG, pid, nullptr, &child);
             seen[static_cast<pid_t>(child)].order = ++started;
+            if (pid == root) ++direct;
         } else if (event == 0 && sig != SIGSTOP && sig != SIGTRAP) {
             deliver = sig;  // an ordinary signal: pass it on
         }
@@ -134,8 +136,10 @@ int main(int argc, char** argv) {
     for (const auto& n : names) joined += (joined.empty() ? "" : ",") + (n.empty() ? "?" : n);
     FILE* out = fopen(argv[1], "w");
     if (!out) return perror(argv[1]), 125;
-    fprintf(out, "status=%d wall_us=%lld cpu_us=%lld child_cpu_us=%lld rss_kb=%lld children=%d names=%s\n",
-            status, wall, own, children_cpu, rss, started, joined.c_str());
+    fprintf(out,
+            "status=%d wall_us=%lld cpu_us=%lld child_cpu_us=%lld rss_kb=%lld children=%d direct=%d "
+            "names=%s\n",
+            status, wall, own, children_cpu, rss, started, direct, joined.c_str());
     fclose(out);
     return 0;
 }

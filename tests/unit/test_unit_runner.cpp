@@ -3,6 +3,7 @@
 
 #include <config_store.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -71,6 +72,29 @@ TEST_F(RunnerTest, ScratchFilesAndQuoting)
     EXPECT_EQ(run_shell(("printf %s " + shell_quote(nasty) + " > " + shell_quote(target)).c_str()),
               0);
     EXPECT_EQ(slurp(target), nasty);
+    EXPECT_EQ(run_shell("exit 3"), 3 << 8);  // the wait status, as system() gives it
+}
+
+// popen/pclose as the firmware used them: the shell's whole stdout, then its
+// exit waited for; the pipe is not left open in later children.
+TEST_F(RunnerTest, ShellReaderReadsTheShellsOutput)
+{
+    std::string pipe_name;
+    {
+        ShellReader reader("printf 'one\\ntwo\\n'");
+        ASSERT_NE(reader.get(), nullptr);
+        char line[16];
+        ASSERT_NE(fgets(line, sizeof line, reader.get()), nullptr);
+        EXPECT_STREQ(line, "one\n");
+        struct stat st {};
+        ASSERT_EQ(fstat(fileno(reader.get()), &st), 0);
+        ShellReader inner(("ls -l /proc/self/fd > " + shell_quote(path("fds"))).c_str());
+        pipe_name = "pipe:[" + std::to_string(st.st_ino) + "]";
+    }
+    EXPECT_EQ(slurp(path("fds")).find(pipe_name), std::string::npos) << slurp(path("fds"));
+    ShellReader silent("exit 1");
+    ASSERT_NE(silent.get(), nullptr);
+    EXPECT_EQ(fgetc(silent.get()), EOF);
 }
 
 TEST_F(RunnerTest, Logs)
