@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -72,21 +73,29 @@ bool ends_with(const std::string& text, const std::string& end) {
 // pretty layout prints a top-level member alike in either document, so the
 // root's text with the side file's member text appended is the tree merge's
 // output, without parsing and printing the (possibly 128 KiB) member twice.
-// False, nothing written, for anything else: the member already in the root,
-// a side file with other members, a file in another layout or not strict.
+// False, nothing written, for anything else: a file that is not strict, not
+// closed as json-c closes an object, a side file with other members, a root
+// that has the member already, twice a key, or a key written with escapes.
 bool splice_member(const char* root_file, const char* side_file, const char* member) {
     std::string root, side;
     if (!read_whole_file(root_file, root) || !read_whole_file(side_file, side)) return false;
-    const std::string key = std::string("\n  \"") + member + "\":";
-    const std::string end = "\n}";
-    // A line that opens with two spaces and a quote holds a top-level key.
-    if (root.compare(0, 4, "{\n  ") != 0 || !ends_with(root, end) ||
-        root.find(key) != std::string::npos || side.compare(0, key.size() + 1, "{" + key) != 0 ||
-        !ends_with(side, end) || side.find("\n  \"", key.size() + 1) != std::string::npos ||
+    static const std::string kEnd = "\n}";
+    std::vector<JsonMemberText> in_root, in_side;
+    if (!ends_with(root, kEnd) || !ends_with(side, kEnd) ||
         !json_text_is_strict(root.data(), root.size()) ||
-        !json_text_is_strict(side.data(), side.size()))
+        !json_text_is_strict(side.data(), side.size()) ||
+        !json_object_members(root, &in_root) || in_root.empty() ||
+        !json_object_members(side, &in_side) || in_side.size() != 1 ||
+        in_side[0].key != member || in_side[0].value_end != side.size() - kEnd.size() ||
+        in_root.back().value_end != root.size() - kEnd.size())
         return false;
-    root.insert(root.size() - end.size(), "," + side.substr(1, side.size() - 1 - end.size()));
+    std::set<std::string> keys{member};
+    for (const JsonMemberText& m : in_root)
+        if (m.key.find('\\') != std::string::npos || !keys.insert(m.key).second) return false;
+    const JsonMemberText& value = in_side[0];
+    root.insert(root.size() - kEnd.size(),
+                std::string(",\n  \"") + member + "\":" +
+                    side.substr(value.value_begin, value.value_end - value.value_begin));
     int fd = open(root_file, O_WRONLY | O_TRUNC | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) return true;  // as the tree merge, which cannot write it either
     for (size_t off = 0; off < root.size();) {

@@ -228,3 +228,57 @@ bool json_text_is_strict(const char* text, std::size_t len, std::string* why)
         *why = s.error;
     return ok;
 }
+
+namespace {
+
+std::size_t skip_space(const std::string& t, std::size_t i) {
+    while (i < t.size() && (t[i] == ' ' || t[i] == '\t' || t[i] == '\n' || t[i] == '\r')) ++i;
+    return i;
+}
+
+// Just past the string that opens at t[i].
+std::size_t string_end(const std::string& t, std::size_t i) {
+    for (++i; i < t.size() && t[i] != '"'; ++i)
+        if (t[i] == '\\') ++i;
+    return i + 1;
+}
+
+// Just past the value that begins at t[i].
+std::size_t value_end(const std::string& t, std::size_t i) {
+    if (i >= t.size()) return i;
+    if (t[i] == '"') return string_end(t, i);
+    if (t[i] != '{' && t[i] != '[') {
+        while (i < t.size() && !strchr(",}] \t\n\r", t[i])) ++i;
+        return i;
+    }
+    std::size_t depth = 0;
+    for (; i < t.size(); ++i) {
+        if (t[i] == '"') i = string_end(t, i) - 1;
+        else if (t[i] == '{' || t[i] == '[') ++depth;
+        else if ((t[i] == '}' || t[i] == ']') && --depth == 0) return i + 1;
+    }
+    return i;
+}
+
+}  // namespace
+
+bool json_object_members(const std::string& t, std::vector<JsonMemberText>* members) {
+    members->clear();
+    std::size_t i = skip_space(t, 0);
+    if (i >= t.size() || t[i] != '{') return false;
+    i = skip_space(t, i + 1);
+    while (i < t.size() && t[i] == '"') {
+        std::size_t key_end = string_end(t, i);
+        if (key_end > t.size()) return false;
+        JsonMemberText m;
+        m.key = t.substr(i + 1, key_end - i - 2);
+        i = skip_space(t, key_end);
+        if (i >= t.size() || t[i] != ':') return false;
+        m.value_begin = skip_space(t, i + 1);
+        m.value_end = value_end(t, m.value_begin);
+        members->push_back(m);
+        i = skip_space(t, m.value_end);
+        if (i < t.size() && t[i] == ',') i = skip_space(t, i + 1);
+    }
+    return i < t.size() && t[i] == '}';
+}

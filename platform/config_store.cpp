@@ -243,8 +243,10 @@ private:
 
 // Reads the current file under the lock. Absent is an empty store; a file
 // over the size cap is refused rather than cut short by the rewrite.
-bool load_for_update(const std::string& path, std::string* text, mode_t* mode) {
+// *stamp: the file read (not present when there is none).
+bool load_for_update(const std::string& path, std::string* text, mode_t* mode, FileStamp* stamp) {
     *mode = 0644;
+    *stamp = FileStamp();
     text->clear();
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return errno == ENOENT;
@@ -252,20 +254,28 @@ bool load_for_update(const std::string& path, std::string* text, mode_t* mode) {
     bool truncated = false;
     bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && read_fd(fd, text, &truncated) &&
               !truncated;
-    if (ok) *mode = st.st_mode & 07777;
+    if (ok) {
+        *mode = st.st_mode & 07777;
+        *stamp = stamp_of(st);
+    }
     close(fd);
     return ok;
 }
 
-bool replace_file(const std::string& path, const std::string& text, mode_t mode) {
+// *stamp: the new file as it is once renamed into place.
+bool replace_file(const std::string& path, const std::string& text, mode_t mode, FileStamp* stamp) {
     std::string tmpl = path + ".tmpXXXXXX";
     std::vector<char> tmp(tmpl.begin(), tmpl.end());
     tmp.push_back('\0');
     int fd = mkstemp(tmp.data());
     if (fd < 0) return false;
     bool ok = fchmod(fd, mode) == 0 && write_all(fd, text) && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    if (ok && rename(tmp.data(), path.c_str()) == 0) return true;
+    if (ok && rename(tmp.data(), path.c_str()) == 0) {
+        struct stat st;
+        *stamp = fstat(fd, &st) == 0 ? stamp_of(st) : FileStamp();
+        return close(fd) == 0;
+    }
+    close(fd);
     unlink(tmp.data());
     return false;
 }
@@ -282,7 +292,8 @@ int update_store(const char* name, const std::string* value) {
 
     std::string old_text;
     mode_t mode;
-    if (!load_for_update(path, &old_text, &mode)) return -1;
+    FileStamp old_stamp, new_stamp;
+    if (!load_for_update(path, &old_text, &mode, &old_stamp)) return -1;
     // Like for like: the rewrite ends every line with '\n'.
     if (!old_text.empty() && old_text.back() != '\n') old_text += '\n';
 
@@ -304,10 +315,22 @@ int update_store(const char* name, const std::string* value) {
     }
     if (!seen) out += wanted;
     if (out == old_text) return 0;
-    if (!replace_file(path, out, mode)) return -1;
+    if (!replace_file(path, out, mode, &new_stamp)) return -1;
 
-    std::lock_guard<std::mutex> g(cache().mu);
-    cache().valid = false;
+    // A cache of the file just replaced takes the one change instead of
+    // parsing the whole store again at the next read.
+    Cache& c = cache();
+    std::lock_guard<std::mutex> g(c.mu);
+    if (c.valid && c.path == path && c.stamp == old_stamp && old_stamp.present &&
+        new_stamp.present) {
+        if (value)
+            c.values[name] = *value;
+        else
+            c.values.erase(name);
+        c.stamp = new_stamp;
+    } else {
+        c.valid = false;
+    }
     return 0;
 }
 

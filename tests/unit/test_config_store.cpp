@@ -102,8 +102,21 @@ TEST_F(ConfigStore, SeesOutsideWritesAndKeepsOldTextValid) {
     EXPECT_STREQ(config_get("mode"), "ap");
     EXPECT_STREQ(first, "router");
 
+    // A set updates the cached store in place only when the cache is of the
+    // file it replaced: here another writer came between.
+    replace_store("mode=ap\nother=1\n");
+    ASSERT_EQ(config_set("multi", "a\nb\\"), 0);
+    EXPECT_STREQ(config_get("other"), "1");
+    ASSERT_EQ(config_unset("mode"), 0);
+    EXPECT_STREQ(config_get("mode"), "");
+    EXPECT_STREQ(config_get("multi"), "a\nb\\");
+
     setenv("CONFIG_STORE", path("other.store").c_str(), 1);
     EXPECT_STREQ(config_get("mode"), "");
+    // Read afresh, the file says what the cache said.
+    setenv("CONFIG_STORE", path("config.store").c_str(), 1);
+    EXPECT_STREQ(config_get("multi"), "a\nb\\");
+    EXPECT_STREQ(config_get("other"), "1");
 }
 
 TEST_F(ConfigStore, ToolExitStatuses) {
