@@ -76,15 +76,14 @@ void RA_logger(const char* fmt, ...)
 
 void Dprintf(const char* str, ...)
 {
+    // Consulted on every call so that switching aws_log acts without a restart.
+    if (!config_match("aws_log", "1"))
+        return;
     char text[1024];
     va_list ap;
     va_start(ap, str);
     vsnprintf(text, sizeof text, str, ap);
     va_end(ap);
-
-    // Consulted on every call so that switching aws_log acts without a restart.
-    if (!config_match("aws_log", "1"))
-        return;
     FILE* fp = fopen(kTraceLog, "a");
     if (!fp)
         return;

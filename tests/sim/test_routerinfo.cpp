@@ -121,54 +121,12 @@ TEST(RouterInfo, MemberOrderPerMode) {
     }
 }
 
-TEST(RouterInfo, ValuesOfTheSampleRouter) {
+// The sample router's values are its golden document (docs/golden); here is
+// what the run leaves behind besides it.
+TEST(RouterInfo, SideEffectsOfTheSampleRouter) {
     REQUIRE_SIM();
     Report rep = report(Scenario{});
     json_object* info = rep.info();
-    expect_members(info, {
-        {"ipAddress", R"({"ipWAN":"203.0.113.45","ipLAN":"192.168.1.1"})"},
-        {"wanIpCountry", R"("US")"}, {"wanIpTimeZone", R"("America\/Los_Angeles")"},
-        {"wanIpZoneOffset", "-480"}, {"wanIpRegion", R"("CA")"}, {"wanIpCity", R"("San Jose")"},
-        {"wanIpZip", R"("95134")"}, {"wanIpExternal", R"("203.0.113.24")"},
-        {"wanIpIsp", R"("Example Broadband")"},
-        // Found by the probe: digits upper case, unlike the gateway below.
-        {"cableModemMacAddr", R"("001DD59A3C11")"}, {"cableModemMacOui", R"("001DD5")"},
-        {"TarnelRegistered", "true"}, {"TarnelIdAcquired", R"("true")"},
-        {"TarnelClaimed", "true"}, {"TarnelClaimCodeAcquired", R"("true")"},
-        {"raeLibrary", R"({"raeAgentVersion":"V2.3.5","raePolicyVersion":"17"})"},
-        {"installByGuiApp", R"("APP")"}, {"installFwUpgradeLatest", "true"},
-        {"manageByGui", "true"}, {"manageByApp", "false"}, {"language", R"("English")"},
-        {"regionCode", R"("WW")"}, {"wifiRegion", R"("United States")"},
-        {"lanPort", R"({"lanPortUsed":2,"totalLanPort":4})"}, {"ntpResult", R"("yes")"},
-        {"ntpFailReason", R"("")"}, {"ntpPortNumber", R"("123")"},
-        {"cpuAveUtilizations", R"({"cpuAveAll":23.70,"totalCoreNumber":4,)"
-                               R"("cpuAveByCores":[31.20,18.40,25.00,20.10],"highCpuTime":120})"},
-        // 1048576 kB total; 65536 + 8192 + 57344 kB free, buffers and cached.
-        {"memoryInfo", R"({"memoryFree":577,"memoryUsed":399,"highMemTime":360})"},
-        {"internetConnInfo", R"({"internetDisconnDuration":0,"gwDisconnDuration":12})"},
-        // Meter off and no traffic between the two readings of one report.
-        {"trafficMeter", R"({"Uplink":0.00,"Downlink":0.00})"},
-        {"internetBandwidth",
-         R"({"downloadSpeed":100.00,"uploadSpeed":20.00,"averagePing":14.00,)"
-         R"("lastTestTime":"2024_03.02_14:05:00","speedtestResults":"Success"})"},
-        {"vpnLastestConnStatus", R"("connected")"}, {"topology", R"("star")"},
-        {"numberOfFans", "2"}, {"fan.1", R"({"fanId":2,"fanSpeed":2980,"fanStatus":"normal"})"},
-        {"numberOfSensors", "4"},
-        {"sensor.1", R"({"Name":"wifi1","highestTemp":88,"lowestTemp":41,"otpEnable":true,)"
-                     R"("otpTriggerStatus":"Triggered","otpTriggerCount":3,)"
-                     R"("otpTriggerLongestDuration":12})"},
-        // Trigger code 2 means something only for a radio.
-        {"sensor.3", R"({"Name":"board","highestTemp":59,"lowestTemp":33,"otpEnable":true,)"
-                     R"("otpTriggerStatus":"Unknown","otpTriggerCount":1,)"
-                     R"("otpTriggerLongestDuration":1})"},
-        {"wanGwMacAddr", R"("a4:91:b1:0c:22:7e")"}, {"wanGwMacOui", R"("a491b1")"},
-        {"nandFlashBadBlockCount", R"("2")"}, {"nandFlashTotalBlockCount", R"("1024")"},
-        {"networkSessionCnt", "142"}, {"circleV2AgentIsStart", R"("yes")"},
-        {"circleV2AgentIsOnline", R"("yes")"}, {"circleV2AgentIsProvisioned", R"("yes")"},
-        {"circleV2ActivationStatus", R"("activated")"}, {"circleV2EnableStatus", R"("enabled")"},
-        {"circleV2CSHLastTimestamp", "1709388300"}, {"circleV2CSHErrorID", "0"},
-        {"circleV2CSHErrorMessage", R"("")"},
-    });
     EXPECT_EQ(json_str(info, "upTime").rfind("3 days 04:0", 0), 0u) << json_str(info, "upTime");
     EXPECT_EQ(json_str(info, "circleV2CtlStatusLog").rfind("Circle Running: true\n", 0), 0u);
     EXPECT_EQ(rep.r.out, "get cableModeMacAddr once\n");
