@@ -5,7 +5,6 @@
 
 #include <cctype>
 #include <climits>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -131,8 +130,6 @@ void format_begin_time(const char* epoch_text, char (&out)[32]) {
     if (localtime_r(&when, &local)) strftime(out, sizeof out, "%Y-%m-%d %H:%M:%S", &local);
 }
 
-// Pretty-printed size of an event on its own: never more than it adds to the
-// scratch document, where it is indented deeper and followed by a comma.
 // The newest events, each as json-c prints it on its own (pretty, at the top
 // level), whose sizes, the oldest left out, still exceed the budget; see
 // get_connect_event_window_json. Text costs a sixth of an event's tree.
@@ -386,7 +383,8 @@ std::string connect_event_document(int count, const std::deque<std::string>& eve
     std::string text = json_object_to_json_string_ext(doc.get(), JSON_C_TO_STRING_PRETTY);
     size_t at = text.find(kMark);
     if (at == std::string::npos) return text;
-    std::string indent = "\n" + text.substr(text.rfind('\n', at) + 1, at - text.rfind('\n', at) - 1);
+    size_t line = text.rfind('\n', at) + 1;  // the array's elements start after their indent
+    std::string indent = "\n" + text.substr(line, at - line);
     std::string out = text.substr(0, at);
     for (size_t i = 0; i < events.size(); ++i) {
         if (i > 0) out += "," + indent;
