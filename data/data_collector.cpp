@@ -5,13 +5,8 @@
 #include "data_collector.h"
 
 #include <cJSON.h>
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -65,53 +60,10 @@ void report_overflow(const char* func, int line, const char* member) {
     RA_logger("%s (%s)", kTooLarge, member);
 }
 
-bool ends_with(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// The merge of two files this program printed, done on their text: json-c's
-// pretty layout prints a top-level member alike in either document, so the
-// root's text with the side file's member text appended is the tree merge's
-// output, without parsing and printing the (possibly 128 KiB) member twice.
-// False, nothing written, for anything else: a file that is not strict, not
-// closed as json-c closes an object, a side file with other members, a root
-// that has the member already, twice a key, or a key written with escapes.
-bool splice_member(const char* root_file, const char* side_file, const char* member) {
-    std::string root, side;
-    if (!read_whole_file(root_file, root) || !read_whole_file(side_file, side)) return false;
-    static const std::string kEnd = "\n}";
-    std::vector<JsonMemberText> in_root, in_side;
-    if (!ends_with(root, kEnd) || !ends_with(side, kEnd) ||
-        !json_text_is_strict(root.data(), root.size()) ||
-        !json_text_is_strict(side.data(), side.size()) ||
-        !json_object_members(root, &in_root) || in_root.empty() ||
-        !json_object_members(side, &in_side) || in_side.size() != 1 ||
-        in_side[0].key != member || in_side[0].value_end != side.size() - kEnd.size() ||
-        in_root.back().value_end != root.size() - kEnd.size())
-        return false;
-    std::set<std::string> keys{member};
-    for (const JsonMemberText& m : in_root)
-        if (m.key.find('\\') != std::string::npos || !keys.insert(m.key).second) return false;
-    const JsonMemberText& value = in_side[0];
-    root.insert(root.size() - kEnd.size(),
-                std::string(",\n  \"") + member + "\":" +
-                    side.substr(value.value_begin, value.value_end - value.value_begin));
-    int fd = open(root_file, O_WRONLY | O_TRUNC | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) return true;  // as the tree merge, which cannot write it either
-    for (size_t off = 0; off < root.size();) {
-        ssize_t n = write(fd, root.data() + off, root.size() - off);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        off += static_cast<size_t>(n);
-    }
-    close(fd);
-    return true;
-}
-
 // Last step of every merge: the secondary file's member joins the main
 // document (null when the secondary file or the member is missing).
 void merge_member(const char* root_file, const char* side_file, const char* member) {
-    if (splice_member(root_file, side_file, member)) return;
+    if (merge_member_text(root_file, side_file, member)) return;
     JsonPtr root(json_object_from_file(root_file));
     if (!root || !json_object_is_type(root.get(), json_type_object)) return;
     JsonPtr side(json_object_from_file(side_file));

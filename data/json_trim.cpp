@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -254,7 +255,46 @@ bool trim_oldest_text(const char* file, const char* object_name, const char* arr
     return true;
 }
 
+bool ends_with(const std::string& t, const std::string& end) {
+    return t.size() >= end.size() && t.compare(t.size() - end.size(), end.size(), end) == 0;
+}
+
 }  // namespace
+
+bool merge_member_text(const char* root_file, const char* side_file, const char* member) {
+    std::string root, side;
+    if (!read_whole_file(root_file, root) || !read_whole_file(side_file, side)) return false;
+    static const std::string kEnd = "\n}";
+    if (!ends_with(root, kEnd) || !ends_with(side, kEnd) ||
+        !json_text_is_strict(root.data(), root.size()) ||
+        !json_text_is_strict(side.data(), side.size()))
+        return false;
+    const std::string quoted = std::string("\"") + member + "\"";
+    const size_t root_end = root.size() - kEnd.size(), side_end = side.size() - kEnd.size();
+    // The side file: the member alone, its value closing the object.
+    size_t value = std::string::npos, members = 0;
+    size_t at = skip_ws(side, 0);
+    if (side[at] != '{' || walk(side, at, 1, [&](size_t b, size_t e, size_t k, size_t ke) {
+            ++members;
+            if (e == side_end && side.compare(k, ke - k, quoted) == 0) value = b;
+        }) == std::string::npos || members != 1 || value == std::string::npos)
+        return false;
+    // The root: keys plain and once each, the member not among them, the last
+    // value closing the object.
+    std::set<std::string> keys{quoted};
+    bool plain = true;
+    size_t last = std::string::npos;
+    at = skip_ws(root, 0);
+    if (root[at] != '{' || walk(root, at, 1, [&](size_t, size_t e, size_t k, size_t ke) {
+            std::string key = root.substr(k, ke - k);
+            plain = plain && key.find('\\') == std::string::npos && keys.insert(key).second;
+            last = e;
+        }) == std::string::npos || !plain || last != root_end)
+        return false;
+    root.insert(root_end, ",\n  " + quoted + ":" + side.substr(value, side_end - value));
+    autoup_set(root_file, root.c_str());
+    return true;
+}
 
 void trim_oldest(const char* file, const char* object_name, const char* array_name,
                  unsigned long root_size, unsigned long ceiling) {

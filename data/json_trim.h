@@ -17,3 +17,13 @@ void trim_oldest(const char* file, const char* object_name, const char* array_na
 // the average size reaches zero.
 void trim_by_average(const char* file, const char* object_name, const char* array_name,
                      unsigned long root_size, int count, unsigned long ceiling);
+
+// The merge of a scratch file's member into a document, both as this program
+// printed them, done on their text: json-c's pretty layout prints a top-level
+// member alike in either document, so the root's text with the member's text
+// appended is the tree merge's output, without parsing and printing the
+// (possibly 128 KiB) member twice. False, nothing written, for anything else:
+// a file that is not strict or not closed as json-c closes an object, a side
+// file with other members, a root that has the member already, a key twice or
+// a key written with escapes.
+bool merge_member_text(const char* root_file, const char* side_file, const char* member);

@@ -128,12 +128,18 @@ int child_open(const char* path, unsigned char mode)
     return open(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), 0666);
 }
 
-[[noreturn]] void run_child(const char* output, const char* output2, unsigned char mode,
-                            const char* cmd, char* const* argv)
+// What ChildSignals changed in the parent is the default again in the child.
+void reset_child_signals()
 {
     signal(SIGQUIT, SIG_DFL);
     signal(SIGINT, SIG_DFL);
     signal(SIGCHLD, SIG_DFL);
+}
+
+[[noreturn]] void run_child(const char* output, const char* output2, unsigned char mode,
+                            const char* cmd, char* const* argv)
+{
+    reset_child_signals();
 
     if (output) {
         int fd = child_open(output, mode);
@@ -195,9 +201,7 @@ pid_t start_shell(const char* command, int pipe_write)
                     nullptr};
     pid_t pid = vfork();
     if (pid == 0) {
-        signal(SIGQUIT, SIG_DFL);
-        signal(SIGINT, SIG_DFL);
-        signal(SIGCHLD, SIG_DFL);
+        reset_child_signals();
         if (pipe_write == STDOUT_FILENO)
             fcntl(STDOUT_FILENO, F_SETFD, 0);
         else if (pipe_write >= 0)
