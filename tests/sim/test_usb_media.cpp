@@ -47,30 +47,12 @@ TEST(UsbItems, VumbaFollowsPartitions) {
         EXPECT_EQ(plain(run_item("vumba", sc).at("vumba")), R"({"usbStorage":)" + want + "}");
 }
 
-TEST(UsbItems, MediaDeviceOfTheSampleRouter) {
+// The sample router's document is its golden document; the scratch files go.
+TEST(UsbItems, MediaDeviceOfTheSampleRouterLeavesNoScratchFiles) {
     REQUIRE_SIM();
     // The version file is not there yet: the upgrade script is asked for it.
     ItemDoc run = run_item("mediaDevice", {});
-    EXPECT_EQ(member_names(run.at("mediaDevice")),
-              (std::vector<std::string>{"numberOfDevices", "usbDevice", "plexMediaServer",
-                                        "amazonCloudBackup"}));
-    EXPECT_EQ(plain(run.at("mediaDevice.usbDevice")),
-              R"([{"usbType":" 2.0","deviceType":"usb-printer","deviceBrand":"HP",)"
-              R"("deviceModel":"LaserJet MFP M28w","deviceSize":"N\/A"},)"
-              R"({"usbType":" 3.2","deviceType":"usb-storage","deviceBrand":"Western Digital",)"
-              R"("deviceModel":"Elements 25A2","deviceSize":"476.94"}])");
     EXPECT_EQ(json_object_get_int(run.at("mediaDevice.numberOfDevices")), 2);
-    EXPECT_EQ(plain(run.at("mediaDevice.plexMediaServer")),
-              R"({"plexEnabled":true,"plexVersion":"1.40.1.8227-c0dd5a73e 2024 Mar, 07",)"
-              R"("plexRunning":true,"plexErrorCode":"","plexAutoUpdate":true,)"
-              R"("plexUSBDriveSelected":true,"plexUSBDriveInfo":"USB1, WD Elements 25A2 , )"
-              R"(Total space: 465.75 GB, Free space: 311.20 GB","plexRemoteDrive":true,)"
-              R"("plexRemoteFolders":"2"})");
-    EXPECT_EQ(plain(run.at("mediaDevice.amazonCloudBackup")),
-              R"({"accountActive":true,"usbStatus":"connected","backupStatus":"failed",)"
-              R"("failedReason":"Storage size reach limitation","selectedUSBDetached":false,)"
-              R"("usbDetachedAction":"","backupFolder":"\/mnt\/sda1\/Photos",)"
-              R"("backupSchedule":"real-time"})");
     for (const char* scratch : {"/tmp/scsi_result", "/tmp/plex_netdrives"})
         EXPECT_FALSE(run.r.exists(scratch)) << scratch;
 }

@@ -62,32 +62,9 @@ TEST(WirelessSim, ConnectEventsOfTheSampleRouter) {
     ASSERT_EQ(r.status, 0) << r.err;
     SimJson doc = r.json(kEventDoc);
     ASSERT_TRUE(doc);
-    EXPECT_EQ(member_names(doc.get()), (Names{"routerHardware", "wifiConnectEvent"}));
-    EXPECT_EQ(json_object_get_int(json_at(doc.get(), "routerHardware.eventType")), 3);
+    // Its values are the golden document's; here the count and the side effects.
     EXPECT_EQ(number_of_events(doc), 138);
-    std::vector<json_object*> ev = events(doc);
-    ASSERT_EQ(ev.size(), 138u);
-    for (json_object* e : ev) ASSERT_EQ(member_names(e), kEventMembers);
-    // Local time of the router (PST8PDT); the printer on the 2.4 GHz radio.
-    expect_members(ev[0], {{"beginTimeStamp", "2026-11-21 00:03:27"}, {"endTimeStamp", "NA"},
-                           {"eventType", "1:Connect success"}, {"reason", "0000:Reserved"},
-                           {"clientMAC", "e4:5f:01:2a:3b:4c"}, {"connBandChannel", "2G:6"},
-                           {"RSSI", "-51dbm"}, {"deviceType", "Printer"},
-                           {"deviceName", "OfficeJet 8015"}, {"deviceModel", "HP-Printer"},
-                           {"apMAC", "A4:2B:8C:5E:71:D1"}, {"apName", "HomeMesh"},
-                           {"apNetwork", "Primary"}});
-    auto of = [&](const std::string& client) {
-        for (json_object* e : ev)
-            if (json_str(e, "clientMAC") == client) return e;
-        return static_cast<json_object*>(nullptr);
-    };
-    // A satellite on the backhaul, listed by its base MAC (a borrow into byte 5);
-    // the satellites' list wins over the router's older record; a private MAC
-    // is in neither list.
-    expect_members(of("a4:2b:8c:61:21:01"), {{"connBandChannel", "5G:36"}, {"deviceType", "Satellite"},
-                                             {"deviceModel", "ZT500S-Upstairs"}, {"apNetwork", "Backhaul"}});
-    expect_members(of("40:b0:76:52:d4:e8"), {{"deviceModel", "Bedroom-TV"}, {"apModel", "ZT500S"}});
-    expect_members(of("d2:6f:0a:31:58:e4"), {{"deviceType", ""}, {"apMAC", ""}, {"apNetwork", "Guest"}});
+    EXPECT_EQ(events(doc).size(), 138u);
     EXPECT_EQ(r.file("/tmp/ra_wifi_info_calls"), "wifiRA\n");
     EXPECT_EQ(r.out.find(kTooLarge), std::string::npos);
     EXPECT_FALSE(r.exists("/tmp/RA_json_connectevent"));

@@ -205,31 +205,19 @@ TEST_F(FixtureSatellites, BrokenAndHostileLists) {
     EXPECT_TRUE(json_text_is_strict(doc, strlen(doc), &why)) << why;
 }
 
-// The sample router's list and store fragment, through the whole builder.
+// The sample router's list and store fragment, through the whole builder: a
+// 70-character model name is cut to 62 characters.
 TEST_F(FixtureSatellites, SampleRouterSatellites) {
     put("config.store", slurp(src_ + "sim/router/store.d/60-usb-satellite.store"));
     JsonPtr list = this->list("sim/router");
-    // A 70-character model name is cut to 62 characters.
     json_object_object_add(json_object_array_get_idx(list.get(), 1), "modelName",
                            json_object_new_string(std::string(70, 'M').c_str()));
     JsonPtr info(satellite_info_from_list(list.get()));
     json_object* sats = json_object_object_get(info.get(), "Satellite");
     EXPECT_EQ(json_object_get_int(json_object_object_get(info.get(), "numberOfSatellite")), 2);
     ASSERT_EQ(json_object_array_length(sats), 2u);
-    EXPECT_EQ(
-        json_object_to_json_string_ext(json_object_array_get_idx(sats, 1), JSON_C_TO_STRING_PLAIN),
-        R"({"modelName":")" + std::string(62, 'M') + R"(","hwRevision":"ZS500-100NAS",)"
-        R"("deviceInfo":{"macAddress":"A4:2B:8C:5E:80:44","serialNumber":"6LA1234B0031A"},)"
-        R"("upTime":"0 days 06:40:51","memoryInfo":{"memoryFree":"198002","memoryUsed":"326286"},)"
-        R"("satelliteStatus":"Online","satelliteSOAPStatus":"OK",)"
-        R"("satelliteMeshConnectStatus":"Connected","satMain2gSSIDCloneStatus":"1",)"
-        R"("satMain5gSSIDCloneStatus":"1","satMain6gSSIDCloneStatus":"1",)"
-        R"("satGuest2gSSIDCloneStatus":"1","satGuest5gSSIDCloneStatus":"1",)"
-        R"("satGuest6gSSIDCloneStatus":"0","satIOT2gSSIDCloneStatus":"NA",)"
-        R"("satIOT5gSSIDCloneStatus":"NA","wifiBackhaulInfo":{"hop":"2",)"
-        R"("mac":"A4:2B:8C:5E:80:47","bhRssi":"-71","bhConnType":"5G","bhPhyTxRate":"866",)"
-        R"("bhPhyRxRate":"780","bhDisconnectTime":"1800","bhDisconnectCount":"3",)"
-        R"("bhConnStatus":"Close","apSwitchCount":"0","parentMac":"A4:2B:8C:5E:72:13"},)"
-        R"("fwVersion":"V7.2.6.21","fwLastUpdate":"2024_3.1_2:10:4",)"
-        R"("fwLastChecked":"2024_3.7_2:10:5","fwupgrade_Method":"Auto"})");
+    // The other values are the golden "all" document's.
+    json_object* model = json_object_object_get(json_object_array_get_idx(sats, 1), "modelName");
+    ASSERT_TRUE(model);
+    EXPECT_EQ(json_object_get_string(model), std::string(62, 'M'));
 }
