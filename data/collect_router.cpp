@@ -654,8 +654,8 @@ void add_wan_gateway(json_object* obj) {
         config_match("wan_proto", "static")) {
         char ip[16], found[32];
         if (get_gateway_ip(ip) == 0 && get_gateway_mac(ip, found) == 0) {
-            strncpyt(mac, found, sizeof mac);
             remove_colon(found);
+            strncpyt(mac, found, sizeof mac);
             strncpyt(oui, found, 7);
         }
     }

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -44,4 +45,49 @@ TEST(RouterSim, FixtureScenarioAndIsolation) {
 
     EXPECT_EQ(r.store("radio_number"), "0x7");
     EXPECT_EQ(r.store("aws_stage"), "qa");
+}
+
+// A layer's file where a lower layer has a link replaces the link: the staging
+// happens outside the router, so following it would write onto the machine.
+TEST(RouterSim, LayersNeverWriteThroughLinks) {
+    REQUIRE_SIM();
+    const std::string s = "/tmp/dc-links-" + std::to_string(getpid());
+    const std::string lower = s + "/lower/rootfs/opt";
+    ASSERT_EQ(system(("rm -rf " + s + " && mkdir -p " + s + "/d " + s + "/d2 " + lower).c_str()), 0);
+    const char* scratch[] = {"/f", "/rel", "/chain", "/d/victim", "/d2/victim"};
+    for (const char* f : scratch) {
+        FILE* fp = fopen((s + f).c_str(), "w");
+        ASSERT_TRUE(fp);
+        fputs("scratch\n", fp);
+        fclose(fp);
+    }
+    // Absolute and relative links to files, a link to a directory, a chain,
+    // and a directory link below which the upper layer deletes.
+    const std::string up = "../../../../../../../../../../../..";
+    const std::pair<std::string, std::string> links[] = {
+        {s + "/f", "abs"}, {up + s + "/rel", "rel"}, {s + "/d", "dir"},
+        {"c2", "c1"},      {s + "/chain", "c2"},     {s + "/d2", "del"}};
+    for (const auto& [target, name] : links)
+        ASSERT_EQ(symlink(target.c_str(), (lower + "/" + name).c_str()), 0) << name;
+
+    Scenario sc;
+    sc.extra_fixtures = {s + "/lower"};
+    sc.files = {{"/opt/abs", "upper abs\n"},
+                {"/opt/rel", "upper rel\n"},
+                {"/opt/dir/victim", "upper dir\n"},
+                {"/opt/c1", "upper chain\n"}};
+    sc.remove = {"/opt/del/victim"};
+    SimResult r = run_in_router({"sh", "-c", "cat /opt/abs /opt/rel /opt/dir/victim /opt/c1"}, sc);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "upper abs\nupper rel\nupper dir\nupper chain\n");
+    for (const char* f : scratch) {
+        std::string got;
+        if (FILE* fp = fopen((s + f).c_str(), "r")) {
+            char buf[64] = "";
+            got = fgets(buf, sizeof buf, fp) ? buf : "";
+            fclose(fp);
+        }
+        EXPECT_EQ(got, "scratch\n") << s << f;
+    }
+    EXPECT_EQ(system(("rm -rf " + s).c_str()), 0);
 }
