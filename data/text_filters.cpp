@@ -6,9 +6,23 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 
+namespace {
+int uc(char c) { return static_cast<unsigned char>(c); }
+}  // namespace
+
 bool LineGrep::any_icase(const std::string& pattern) const {
+    // A pattern without the basic expressions' special characters (a MAC
+    // address) matches as plain text: no expression to compile per device.
+    if (pattern.find_first_of(".[]*^$\\") == std::string::npos) {
+        auto same = [](char a, char b) { return tolower(uc(a)) == tolower(uc(b)); };
+        return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& line) {
+            return std::search(line.begin(), line.end(), pattern.begin(), pattern.end(), same) !=
+                   line.end();
+        });
+    }
     regex_t re;
     if (regcomp(&re, pattern.c_str(), REG_ICASE | REG_NOSUB) != 0) return false;
     bool found = std::any_of(lines_.begin(), lines_.end(), [&re](const std::string& line) {
