@@ -56,9 +56,10 @@ int aegix_probe(const char* what) {
     return on;
 }
 
-// Asks an agent new enough for its status report; false when the installed
-// version predates the report (or is no version at all).
-bool make_status_report() {
+// Asks an agent new enough for its status report, parsed from what this run
+// was told (another run may be replacing the file meanwhile); false when the
+// installed version predates the report (or is no version at all).
+bool make_status_report(JsonPtr* tree) {
     unlink(kReportFile);
     std::string version = dto_value("aegixstatus.bdaVersion");
     if (compare_bdaVersion(kReportVersion, version.c_str()) != 1) return false;
@@ -71,7 +72,8 @@ bool make_status_report() {
         req.env = {"LD_LIBRARY_PATH=/opt/bitdefender/lib"};
     }
     // The report stays after the run, as it always has.
-    run_to_file(req, kReportFile);
+    RunResult r = run_to_file(req, kReportFile);
+    tree->reset(r.out.empty() ? nullptr : json_tokener_parse(r.out.c_str()));
     return true;
 }
 
@@ -200,12 +202,9 @@ void add_aegix_settings_status(json_object* obj, const AegixSettings& s) {
 }
 
 void check_aegix_bd_status_mapping(json_object* my_object) {
-    if (make_status_report()) {
-        AegixReport report;
-        {
-            JsonPtr tree(json_object_from_file(kReportFile));
-            report = aegix_report_from_json(tree.get());
-        }
+    JsonPtr tree;
+    if (make_status_report(&tree)) {
+        AegixReport report = aegix_report_from_json(tree.get());
         std::string va = dto_value("aegixstatus[0].vaReportDate");
         add_aegix_report_status(my_object, report, va.c_str());
         return;
@@ -226,12 +225,9 @@ std::string bda_license_status(json_object* report) {
 }
 
 void add_bitdefender_report_members(json_object* my_object) {
-    make_status_report();
-    std::string license;
-    {
-        JsonPtr tree(json_object_from_file(kReportFile));
-        license = bda_license_status(tree.get());
-    }
+    JsonPtr tree;
+    make_status_report(&tree);
+    std::string license = bda_license_status(tree.get());
     // "ture" is the word the cloud has always received for an enabled protection.
     Add_object_string(my_object, "routerProtectEnabled",
                       config_match("protection_enable", "1") ? "ture" : "false");

@@ -229,6 +229,25 @@ void count_attached_devices(const std::string& list, const FoldedLines& vpn_stat
     });
 }
 
+namespace {
+std::string links_text;
+// The device list this run copied, read back by its details.
+std::string device_list_text;
+bool device_list_copied = false;
+}  // namespace
+
+void refresh_device_links() {
+    // Every run's script writes the same file and every run removes it: the
+    // script's run, the read and the removal are one step under a lock.
+    RunLock lock(std::string(kLinkFile) + ".lock");
+    zol_safe_system(nullptr, nullptr, 0, "/sbin/link_signal.sh", nullptr);
+    links_text.clear();
+    read_whole_file(kLinkFile, links_text);
+    unlink(kLinkFile);
+}
+
+const std::string& device_links_text() { return links_text; }
+
 void collect_connected_device() {
     // The scanner refreshes its lists on the signal; six seconds is the time
     // it is given, by design.
@@ -240,7 +259,8 @@ void collect_connected_device() {
     read_whole_file(config_match("trend_micro_enable", "1") ? "/tmp/netscan/attach_device_trend_micro"
                                                             : "/tmp/netscan/attach_device_streamboost",
                     list);
-    file_update::replace_keep_mode(kDeviceInfo, list);
+    device_list_copied = file_update::replace_keep_mode(kDeviceInfo, list);
+    device_list_text = list;
 
     if (!list.empty()) {
         FoldedLines vpn;
@@ -277,7 +297,7 @@ struct DetailsContext {
         device_list = store_list("device_list", 0);
         access_control = store_list("access_control", 1);
         ac_connect = store_list("ac_connect", 1);
-        links.load(kLinkFile);
+        links.assign(device_links_text());
         vpn.load(kVpnStatus);
         vpn_tun.load(kVpnTunStatus);
         tun_clients = vpn_tun.line_of("Virtual Address");
@@ -439,10 +459,15 @@ json_object* get_Detals_json() {
     json_object* result = json_object_new_object();
     DetailsContext ctx;
     ctx.load();
-    Add_object_int(result, "numberOfDevices", get_file_line_num(kDeviceInfo));
-
     std::string list, offline_text;
-    if (!read_whole_file(kDeviceInfo, list)) return result;
+    bool have = device_list_copied;
+    if (have)
+        list = device_list_text;
+    else
+        have = read_whole_file(kDeviceInfo, list);
+    Add_object_int(result, "numberOfDevices",
+                   static_cast<int>(std::count(list.begin(), list.end(), '\n')));
+    if (!have) return result;
     read_whole_file(kOfflineList, offline_text);
     // The scanner's offline list, read once for every device.
     const std::vector<std::string> offline_lines = text_lines(offline_text);

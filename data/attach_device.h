@@ -87,3 +87,7 @@ void collect_connected_device();
 // The scanner-list counts from the text of /tmp/netscan/ra_device_info.
 void count_attached_devices(const std::string& list, const FoldedLines& vpn_status);
 json_object* get_Detals_json();
+// Runs the firmware's script that writes each client's link speed and signal
+// to /tmp/ra_devices_link_and_signal, and keeps what it wrote for this run.
+void refresh_device_links();
+const std::string& device_links_text();

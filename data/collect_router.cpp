@@ -38,7 +38,6 @@ namespace {
 constexpr size_t kFwFieldSize = 64;
 
 constexpr const char* kUbinfoFile = "/tmp/ubinfo_ubi0.txt";
-constexpr const char* kEvent10File = "/tmp/aws_json_eventtype10";
 constexpr const char* kDbgLineFile = "/tmp/dbgLogs-line";
 // The tool's answer is kept up to this size; the parser reads the start.
 constexpr size_t kUbinfoBytes = 64 * 1024;
@@ -111,15 +110,17 @@ char* dbgLogs_ubinfo_text(const char* output, size_t len, const char* item) {
 
 char* dbgLogs_ubinfo(const char* dev, const char* item) {
     (void)dev;  // always /dev/ubi0; the command names it itself
+    // This run's answer, not the file another run may be replacing.
+    static std::string output;
+    static bool readable = false;
     if (!item) {
         // The tool's answer stays beside the document, as it always has.
-        run_to_file({{"ubinfo", "/dev/ubi0"}, kUbinfoBytes}, kUbinfoFile);
+        RunResult r = run_to_file({{"ubinfo", "/dev/ubi0"}, kUbinfoBytes}, kUbinfoFile);
+        output = r.out;
+        readable = !r.timed_out;
         return nullptr;
     }
-    std::string output;
-    // Read a little past the buffer so the truncation is the parser's decision.
-    if (read_whole_file(kUbinfoFile, output, 2 * UBINFO_BUF_SIZE))
-        return dbgLogs_ubinfo_text(output.data(), output.size(), item);
+    if (readable) return dbgLogs_ubinfo_text(output.data(), output.size(), item);
     // Unreadable output: the buffer keeps what the previous call left in it.
     return dbgLogs_ubinfo_text(nullptr, 0, item);
 }
@@ -141,9 +142,9 @@ json_object* get_dbgLogs_json() {
 
 // The cloud expects dbgLogs as an array of records while the document is built
 // with one record object; the pretty-printed file is edited into that shape.
-void dbgLogs_revised() {
+void dbgLogs_revised(const char* file) {
     std::string doc;
-    read_whole_file(kEvent10File, doc);
+    read_whole_file(file, doc);
     doc = replace_all(doc, "\"dbgLogs\":{", "\"dbgLogs\":[{");
 
     // Only the member name itself starts a line with "dbgMsg": (the same word
@@ -158,7 +159,7 @@ void dbgLogs_revised() {
     long line = strtol(first_line_of(lines), nullptr, 10);
     if (line < 0 || line > 1000000) line = 0;
     doc = replace_all_on_line(doc, line + 1, "}", "}]");
-    if (file_exists(kEvent10File)) file_update::replace_keep_mode(kEvent10File, doc);
+    if (file_exists(file)) file_update::replace_keep_mode(file, doc);
 }
 
 // ---- traffic meter and bandwidth --------------------------------------------
@@ -199,13 +200,10 @@ uint64_t read_old_counter(FILE* fp) {
 }
 
 void save_counters(uint64_t rx, uint64_t tx) {
-    // The firmware's traffic meter makes the directory only when it runs.
-    mkdir(kTrafficDir, 0755);
-    FILE* fp = fopen(kTrafficOld, "w");
-    if (!fp) return;
-    fprintf(fp, "%llu\n%llu\n", static_cast<unsigned long long>(rx),
-            static_cast<unsigned long long>(tx));
-    fclose(fp);
+    char text[64];
+    snprintf(text, sizeof text, "%llu\n%llu\n", static_cast<unsigned long long>(rx),
+             static_cast<unsigned long long>(tx));
+    file_update::replace_keep_mode(kTrafficOld, text);
 }
 
 void format_mib(char (&out)[32], uint64_t bytes) {
@@ -321,6 +319,11 @@ uint64_t traffic_delta(uint64_t current, uint64_t previous) {
 
 int get_trafficMeter_disable() {
     const char* ifname = wan_traffic_ifname();
+    // Reading the counters, the previous ones and saving the new ones is one
+    // step: overlapping runs report consecutive increments, none twice. The
+    // firmware's traffic meter makes the directory only when it runs.
+    mkdir(kTrafficDir, 0755);
+    RunLock lock(std::string(kTrafficOld) + ".lock");
     FILE* fp = fopen("/proc/net/dev", "r");
     if (!fp) return -1;
     char line[512];
@@ -873,6 +876,13 @@ char* get_cable_modem_mac() {
 }
 
 void get_cable_modem(json_object* rtInfo_json) {
+    // One run probes (an alias on the interface, a ping); the others wait for
+    // its answer rather than probe beside it.
+    RunLock lock(std::string(kCableModemFile) + ".lock");
+    if (!lock.held() && !file_exists(kCableModemFile)) {
+        add_modem(rtInfo_json, "na", "na");  // not known yet; nothing saved
+        return;
+    }
     if (file_exists(kCableModemFile)) {
         char cached[128];
         strncpyt(cached, cat_file(kCableModemFile), sizeof cached);

@@ -60,7 +60,7 @@ int high_mem_time_from(FILE* mem_collect_info);
 // Debug log event (eventtype10)
 json_object* get_dbgLogs_json();
 char* dbgLogs_ubinfo(const char* dev, const char* item);
-void dbgLogs_revised();
+void dbgLogs_revised(const char* file);
 
 // Size of the static buffer that holds ubinfo's output and dbgLogs_ubinfo's answer.
 constexpr std::size_t UBINFO_BUF_SIZE = 2048;

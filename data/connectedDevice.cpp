@@ -73,7 +73,7 @@ void get_wireless_num() {
 
 json_object* get_connectedDevice_json() {
     // The firmware's script leaves each client's link speed and signal.
-    zol_safe_system(nullptr, nullptr, 0, "/sbin/link_signal.sh", nullptr);
+    refresh_device_links();
     if (cat_file("/tmp/netscan/support_fing")[0] == '1') {
         support_fing = 1;
         collect_fing_device();

@@ -43,6 +43,23 @@ int eventtype = 0;
 
 namespace {
 
+// A scratch document of this run's own: runs of the same item at the same
+// moment never read each other's.
+std::string run_scratch(const char* base) {
+    return std::string(base) + "." + std::to_string(getpid());
+}
+
+// The document is built under a name of this run's own and takes its real
+// name in one rename, once whole and strict: a reader sees the previous
+// document or this one, never a part, and a write that failed (a full /tmp)
+// leaves the previous one as it was.
+void publish(const std::string& work, const char* file) {
+    std::string text;
+    if (read_whole_file(work.c_str(), text, 64u << 20) && json_text_is_strict(text.data(), text.size()))
+        rename(work.c_str(), file);
+    unlink(work.c_str());
+}
+
 const unsigned long kMaxJsonSize = 0x20000;
 const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
 
@@ -87,7 +104,8 @@ void merge_member(const char* root_file, const char* side_file, const char* memb
 // rejects; what the writers built is already clean and passes unchanged.
 void dump_json_to_file(json_object* root, const char* file) {
     json_object* strict = json_make_strict(json_object_get(root));
-    json_object_to_file_ext(file, strict, JSON_C_TO_STRING_PRETTY);
+    const char* text = json_object_to_json_string_ext(strict, JSON_C_TO_STRING_PRETTY);
+    if (text && file) file_update::replace_keep_mode(file, text);
     json_object_put(strict);
 }
 
@@ -180,7 +198,8 @@ void collect_routerconf(char* file) {
 // "all": the details list goes through a scratch document so that a long one
 // is trimmed to the ceiling; numberOfDevices keeps the count from before.
 void merge_connected_device_details(const char* file) {
-    static const char kDetailsFile[] = "/tmp/RA_json_connectdevice";
+    const std::string details = run_scratch("/tmp/RA_json_connectdevice");
+    const char* kDetailsFile = details.c_str();
     JsonPtr side(json_object_new_object());
     json_object_object_add(side.get(), "connectedDeviceDetails", get_connectedDetails_json());
     unlink("/tmp/ra_devices_link_and_signal");
@@ -237,6 +256,8 @@ void collect_eventtype7(char* file) {
 // After the event the outage markers are reset, and the gateway total is
 // saved so that the next event reports only the minutes added since.
 void collect_event5(char* file) {
+    // The saved total is read, reported and replaced as one step.
+    RunLock lock("/tmp/router-analytics/gw_disconn_duration.lock");
     write_document(file, 5, {{"InternetDisconnEvent", get_internetDisconnEvent_json}});
     config_set("disconn_timestamp", "0");
     for (const char* marker : {"/tmp/router-analytics/recovered_timestamp",
@@ -249,11 +270,12 @@ void collect_event5(char* file) {
 
 void collect_event10(char* file) {
     write_document(file, 10, {{"dbgLogs", get_dbgLogs_json}});
-    dbgLogs_revised();
+    dbgLogs_revised(file);
 }
 
 void collect_event22(char* file) {
-    static const char kScanFile[] = "/tmp/RA_json_scanresult";
+    const std::string scan = run_scratch("/tmp/RA_json_scanresult");
+    const char* kScanFile = scan.c_str();
     write_document(file, 22, {});
 
     JsonPtr side(json_object_new_object());
@@ -279,7 +301,8 @@ void collect_event22(char* file) {
 // (a day of a busy mesh can log tens of thousands), still over the ceiling
 // whenever older ones were left out, so the merge trims and reports as usual.
 void collect_event3(char* file) {
-    static const char kEventFile[] = "/tmp/RA_json_connectevent";
+    const std::string events = run_scratch("/tmp/RA_json_connectevent");
+    const char* kEventFile = events.c_str();
     write_document(file, 3, {});
     unsigned long root_size = file_size(file);
     unsigned long budget = root_size < kMaxJsonSize ? kMaxJsonSize - root_size : 0;
@@ -429,7 +452,9 @@ int data_collector_main(int argc, char** argv) {
     snprintf(path, sizeof(path), "%s_%s", "/tmp/aws_json", item);
     for (const data_colletor_t* row = data_collector_array; row->name; ++row) {
         if (strcmp(row->name, item) == 0) {
-            row->collect_func(path);
+            std::string work = run_scratch(path);
+            row->collect_func(work.data());
+            publish(work, path);
             return 0;
         }
     }

@@ -66,7 +66,6 @@ namespace {
 const char kVpnCopy[] = "/tmp/ra_vpn_attach_device";
 const char kOnlineCopy[] = "/tmp/ra_attach_online_device";
 const char kOfflineCopy[] = "/tmp/ra_attach_offline_device";
-const char kLinkFile[] = "/tmp/ra_devices_link_and_signal";
 
 struct WorkingCopy {
     const char* source;
@@ -146,24 +145,50 @@ void complete_online_list(json_object* list, const LinkTable& links) {
     }
 }
 
-void collect_fing_device() {
-    for (const WorkingCopy& c : kCopies) {
-        // A list that is gone must not come back from an old copy.
-        std::string text;
-        if (read_whole_file(c.source, text))
-            file_update::replace_keep_mode(c.copy, text);
-        else
-            unlink(c.copy);
-    }
-    std::string vpn;
-    if (read_whole_file(kVpnCopy, vpn)) connectedDevices[kRowVPN].total += count_vpn_records(vpn);
+namespace {
 
-    JsonPtr online(json_object_from_file(kOnlineCopy));
-    if (online && json_object_is_type(online.get(), json_type_array)) {
+// The lists as this run copied them: another run may be replacing the
+// copies meanwhile, so the details are built from these.
+struct RunLists {
+    bool copied = false;
+    std::string vpn;
+    JsonPtr online, offline;
+} run_lists;
+
+json_object* parse_list(const std::string& text) {
+    return text.empty() ? nullptr : json_tokener_parse(text.c_str());
+}
+
+// The run's list, or the copy on file when this run made none.
+json_object* list_of(const JsonPtr& kept, const char* copy, JsonPtr& loaded) {
+    if (run_lists.copied) return kept.get();
+    loaded.reset(json_object_from_file(copy));
+    return loaded.get();
+}
+
+}  // namespace
+
+void collect_fing_device() {
+    std::string texts[std::size(kCopies)];
+    for (std::size_t i = 0; i < std::size(kCopies); ++i) {
+        // A list that is gone must not come back from an old copy.
+        if (read_whole_file(kCopies[i].source, texts[i]))
+            file_update::replace_keep_mode(kCopies[i].copy, texts[i]);
+        else
+            unlink(kCopies[i].copy);
+    }
+    run_lists.copied = true;
+    run_lists.vpn = texts[0];
+    run_lists.online.reset(parse_list(texts[1]));
+    run_lists.offline.reset(parse_list(texts[2]));
+    if (!run_lists.vpn.empty()) connectedDevices[kRowVPN].total += count_vpn_records(run_lists.vpn);
+
+    json_object* online = run_lists.online.get();
+    if (online && json_object_is_type(online, json_type_array)) {
         LinkTable links;
-        links.load(kLinkFile);
-        complete_online_list(online.get(), links);
-        dump_json_to_file(online.get(), kOnlineCopy);
+        links.assign(device_links_text());
+        complete_online_list(online, links);
+        dump_json_to_file(online, kOnlineCopy);
     }
     connectedDevices[kRowWireless].total = connectedDevices[kRow24G].total +
                                            connectedDevices[kRow5G].total +
@@ -172,9 +197,10 @@ void collect_fing_device() {
 }
 
 int get_fing_offline_number() {
-    JsonPtr offline(json_object_from_file(kOfflineCopy));
-    if (!offline || !json_object_is_type(offline.get(), json_type_array)) return 0;
-    std::size_t n = json_object_array_length(offline.get());
+    JsonPtr loaded;
+    json_object* offline = list_of(run_lists.offline, kOfflineCopy, loaded);
+    if (!offline || !json_object_is_type(offline, json_type_array)) return 0;
+    std::size_t n = json_object_array_length(offline);
     return n > 1000000 ? 1000000 : static_cast<int>(n);
 }
 
@@ -203,23 +229,23 @@ void add_one_device(json_object* obj, json_object* my_object, int online) {
     }
 }
 
-void get_device_details_from_file(const char* file, json_object* my_object, int online) {
-    JsonPtr list(json_object_from_file(file));
-    if (!list || !json_object_is_type(list.get(), json_type_array)) return;
-    std::size_t n = json_object_array_length(list.get());
+void get_device_details_from_list(json_object* list, json_object* my_object, int online) {
+    if (!list || !json_object_is_type(list, json_type_array)) return;
+    std::size_t n = json_object_array_length(list);
     for (std::size_t i = 0; i < n; ++i) {
-        json_object* dev = json_object_array_get_idx(list.get(), i);
+        json_object* dev = json_object_array_get_idx(list, i);
         if (!dev) continue;
         json_object* out = json_object_new_object();
         add_one_device(dev, out, online);
         json_object_array_add(my_object, out);
-        json_object_array_put_idx(list.get(), i, nullptr);  // a long list is not held twice
+        json_object_array_put_idx(list, i, nullptr);  // a long list is not held twice
     }
 }
 
 void get_connecteddevicedetails_connectedDevice(json_object* my_object) {
-    get_device_details_from_file(kOnlineCopy, my_object, 1);
-    get_device_details_from_file(kOfflineCopy, my_object, 0);
+    JsonPtr loaded;
+    get_device_details_from_list(list_of(run_lists.online, kOnlineCopy, loaded), my_object, 1);
+    get_device_details_from_list(list_of(run_lists.offline, kOfflineCopy, loaded), my_object, 0);
 }
 
 json_object* get_fingDetails_json(int num) {
@@ -286,7 +312,7 @@ void parse_vpn_records(const std::string& text, json_object* details_device_arra
 }
 
 void get_vpn_fing_dev(json_object* details_device_array) {
-    std::string text;
-    if (details_device_array && read_whole_file(kVpnCopy, text))
+    std::string text = run_lists.vpn;
+    if (details_device_array && (run_lists.copied || read_whole_file(kVpnCopy, text)))
         parse_vpn_records(text, details_device_array);
 }

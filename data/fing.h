@@ -25,7 +25,7 @@ void get_connDevices_links_and_signal(const LinkTable& links, const char* mac,
 int get_fing_offline_number();
 // Fills my_object with connStatus and the 33 mapped members of obj.
 void add_one_device(json_object* obj, json_object* my_object, int online);
-void get_device_details_from_file(const char* file, json_object* my_object, int online);
+void get_device_details_from_list(json_object* list, json_object* my_object, int online);
 void get_connecteddevicedetails_connectedDevice(json_object* my_object);
 json_object* get_fingDetails_json(int num);
 // Appends one device per complete record of the VPN record file.

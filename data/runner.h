@@ -81,5 +81,21 @@ void run_detached(const std::vector<std::string>& argv);
 int run_with_files(const char* path, char* const* argv, const char* output, const char* output2,
                    unsigned char mode);
 
+// An exclusive lock on a file that overlapping runs share, waited for no
+// longer than the tools' deadline and the run's budget allow (the wait is
+// charged to it): another run's wedged tool never holds this one past its
+// bound. held() is false when the lock was not had in time.
+class RunLock {
+public:
+    explicit RunLock(const std::string& lock_path);
+    ~RunLock();
+    RunLock(const RunLock&) = delete;
+    RunLock& operator=(const RunLock&) = delete;
+    bool held() const { return fd_ >= 0; }
+
+private:
+    int fd_ = -1;
+};
+
 // The tools stopped so far in this run (for tests).
 void runner_forget_stopped();

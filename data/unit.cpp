@@ -2,6 +2,7 @@
 // operations, MAC and time texts, system metric readers.
 #include "unit.h"
 
+#include "file_update.h"
 #include "runner.h"
 
 #include <config_store.h>
@@ -471,11 +472,8 @@ void autoup_set(const char* file, const char* value)
 {
     if (!file)
         return;
-    FILE* fp = fopen(file, "w");
-    if (!fp)
-        return;
-    fputs(value ? value : "", fp);
-    fclose(fp);
+    // Whole or not at all: others read these files while this run writes.
+    file_update::replace_keep_mode(file, value ? value : "");
 }
 
 char* zol_md5_transform(const char* code)
