@@ -135,6 +135,7 @@ deps-arm-system: deps-arm
 arm-system: deps-arm-system
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf.cmake
 	cmake --build $(ARM_BUILD) -j$(JOBS) --target data_collector config dc_floor
+	tools/arm-system-test
 	tools/arm-system --build $(ARM_BUILD) $(ARM_SYSTEM_ARGS)
 
 bench: build
