@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <unistd.h>
+
 #include <config_store.h>
 
 #include "Add_object.h"
@@ -20,6 +22,8 @@ namespace {
 constexpr const char* kStatusTool = "/usr/share/aegix/get_aegix_status";
 constexpr const char* kReportFile = "/tmp/router-analytics/aegix_bda.json";
 constexpr const char* kReportVersion = "2.2.95";
+// More than any report holds; a larger answer is cut there.
+constexpr size_t kReportBytes = 1 << 20;
 constexpr const char* kBrokerVersion = "3.2.289";
 constexpr size_t kVersionSize = 64;  // version texts and every status text: 63 characters
 constexpr size_t kLicenseSize = 32;
@@ -42,31 +46,32 @@ std::string member_text(json_object* obj, const char* name, size_t size) {
 
 // Runs the status tool with one argument and tells whether a line of its
 // output says "true".
-int aegix_probe(const char* what, const char* scratch, const char* remove) {
-    zol_safe_system(scratch, nullptr, 0, kStatusTool, what, nullptr);
+int aegix_probe(const char* what) {
+    std::string out = program_output({kStatusTool, what});
     int on = 0;
-    if (FILE* fp = fopen(scratch, "r")) {
-        char line[1024];
-        while (!on && fgets(line, sizeof line, fp))
-            if (strstr(line, "true")) on = 1;
-        fclose(fp);
-    }
-    run_shell(remove);
+    for_each_line(open_text(out).get(), 1024, [&on](char* line) {
+        if (strstr(line, "true")) on = 1;
+        return !on;
+    });
     return on;
 }
 
 // Asks an agent new enough for its status report; false when the installed
 // version predates the report (or is no version at all).
 bool make_status_report() {
-    run_shell("rm -rf /tmp/router-analytics/aegix_bda.json");
+    unlink(kReportFile);
     std::string version = dto_value("aegixstatus.bdaVersion");
     if (compare_bdaVersion(kReportVersion, version.c_str()) != 1) return false;
-    if (compare_bdaVersion(kBrokerVersion, version.c_str()) == 1)
-        run_shell("/usr/share/aegix/bdbroker-client-cmd get_status_report > "
-                  "/tmp/router-analytics/aegix_bda.json");
-    else
-        run_shell("LD_LIBRARY_PATH=/opt/bitdefender/lib /opt/bitdefender/bin/bdagent-manage "
-                  "-get_status_report > /tmp/router-analytics/aegix_bda.json");
+    RunRequest req;
+    req.max_bytes = kReportBytes;
+    if (compare_bdaVersion(kBrokerVersion, version.c_str()) == 1) {
+        req.argv = {"/usr/share/aegix/bdbroker-client-cmd", "get_status_report"};
+    } else {
+        req.argv = {"/opt/bitdefender/bin/bdagent-manage", "-get_status_report"};
+        req.env = {"LD_LIBRARY_PATH=/opt/bitdefender/lib"};
+    }
+    // The report stays after the run, as it always has.
+    run_to_file(req, kReportFile);
     return true;
 }
 
@@ -123,29 +128,23 @@ int compare_bdaVersion(const char* limitversion, const char* bdaversion) {
 int check_aegix_support() { return file_exists(kStatusTool) ? 1 : 0; }
 
 int get_aegix_status() {
-    return aegix_probe("activate", "/tmp/aegix_status", "rm -rf /tmp/aegix_status");
+    return aegix_probe("activate");
 }
 
 int get_aegix_enable() {
-    return aegix_probe("enable", "/tmp/aegix_enable", "rm -rf /tmp/aegix_enable");
+    return aegix_probe("enable");
 }
 
 void get_routerConfig_aegixAgentVersion(json_object* my_object) {
-    static char version[1024];
-    ShellReader reader("/usr/share/aegix/get_aegix_status bd_version");
-    FILE* pipe = reader.get();
-    if (!pipe) {
+    RunResult r = run_program({{kStatusTool, "bd_version"}, 1023});
+    if (r.timed_out) {
         Add_object_string(my_object, "aegixAgentVersion", "NA");
         return;
     }
-    version[0] = '\0';
-    if (!fgets(version, sizeof version, pipe)) version[0] = '\0';
-    // The rest of the output is read away so the tool never blocks on a full pipe.
-    char rest[256];
-    while (fgets(rest, sizeof rest, pipe)) {
-    }
-    version[strcspn(version, "\r\n")] = '\0';
-    Add_object_string(my_object, "aegixAgentVersion", version);
+    // The first line as fgets reads it into 1,024 bytes.
+    std::string version = r.out.substr(0, r.out.find('\n'));
+    version.resize(std::min(strcspn(version.c_str(), "\r"), version.size()));
+    Add_object_string(my_object, "aegixAgentVersion", version.c_str());
 }
 
 AegixReport aegix_report_from_json(json_object* report) {

@@ -14,7 +14,9 @@
 #include "Add_object.h"
 #include "config_store.h"
 #include "connectedDevice.h"
+#include "file_update.h"
 #include "json_trim.h"
+#include "text_filters.h"
 #include "unit.h"
 
 const device_type_list type_list[54] = {
@@ -55,7 +57,6 @@ const char kVpnStatus[] = "/tmp/openvpnd.status";
 const char kVpnTunStatus[] = "/tmp/openvpnd_tun.status";
 const char kScannerNames[] = "/tmp/netscan/attach_device";
 const char kOfflineList[] = "/tmp/netscan/offline_mac";
-const char kCheckOffline[] = "/tmp/check_offline_device";
 const char kOtherType[] = "47";
 
 constexpr std::size_t kListLine = 255;  // scanner list, VPN status, store copies
@@ -231,15 +232,17 @@ void count_attached_devices(const std::string& list, const FoldedLines& vpn_stat
 void collect_connected_device() {
     // The scanner refreshes its lists on the signal; six seconds is the time
     // it is given, by design.
-    run_shell("killall -SIGUSR1 net-scan");
+    run_program({{"killall", "-SIGUSR1", "net-scan"}});
     sleep(6);
-    if (config_match("trend_micro_enable", "1"))
-        run_shell("cat /tmp/netscan/attach_device_trend_micro >/tmp/netscan/ra_device_info");
-    else
-        run_shell("cat /tmp/netscan/attach_device_streamboost >/tmp/netscan/ra_device_info");
-
+    // The working copy stays for the next run, whole; a list that is gone
+    // leaves it empty.
     std::string list;
-    if (read_whole_file(kDeviceInfo, list)) {
+    read_whole_file(config_match("trend_micro_enable", "1") ? "/tmp/netscan/attach_device_trend_micro"
+                                                            : "/tmp/netscan/attach_device_streamboost",
+                    list);
+    file_update::replace_keep_mode(kDeviceInfo, list);
+
+    if (!list.empty()) {
         FoldedLines vpn;
         vpn.load(kVpnStatus);
         count_attached_devices(list, vpn);
@@ -396,14 +399,6 @@ void fix_name(const DetailsContext& ctx, Device& d) {
     search_ac_connect(ctx, d);
 }
 
-bool device_online(const std::string& mac) {
-    // "-e": a MAC from the network must never read as an option of grep.
-    zol_safe_system(kCheckOffline, nullptr, 0, "/sbin/grep", "-i", "-e", mac.c_str(), kOfflineList,
-                    nullptr);
-    bool online = file_size(kCheckOffline) == 0;
-    zol_safe_system(nullptr, nullptr, 0, "/bin/rm", "-rf", kCheckOffline, nullptr);
-    return online;
-}
 
 // The on/off state is the firmware's diagnostic only; the cloud never sees it.
 void report_device(const Device& d, bool online) {
@@ -446,8 +441,12 @@ json_object* get_Detals_json() {
     ctx.load();
     Add_object_int(result, "numberOfDevices", get_file_line_num(kDeviceInfo));
 
-    std::string list;
+    std::string list, offline_text;
     if (!read_whole_file(kDeviceInfo, list)) return result;
+    read_whole_file(kOfflineList, offline_text);
+    // The scanner's offline list, read once for every device.
+    const std::vector<std::string> offline_lines = text_lines(offline_text);
+    const LineGrep offline(offline_lines);
     json_object* devices = json_object_new_array();
     for_each_line(list, kListLine, [&](const std::string& line) {
         Device d;
@@ -459,7 +458,7 @@ json_object* get_Detals_json() {
         find_connection(ctx, d);
         write_back_wired_flag(ctx, d);
         fix_name(ctx, d);
-        bool online = device_online(d.mac);
+        bool online = !offline.any_icase(d.mac);
         d.name = sed_items_xss(d.name.data());
         report_device(d, online);
         add_device(devices, ctx, d);

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <unistd.h>
+
 #include "Add_object.h"
 #include "collect_generic.h"
 #include "unit.h"
@@ -12,9 +14,6 @@
 
 namespace {
 
-const char kVersionFile[] = "/tmp/ra_circle_version";
-const char kStatusFile[] = "/tmp/ra_circle_info";
-const char kAgentVersionFile[] = "/tmp/ra_circlev2_version";
 const char kD2File[] = "/tmp/ra_d2_info";
 // The agent's status is read in lines of this many characters, each losing
 // its last character (the line end) as the firmware's reader does.
@@ -36,11 +35,9 @@ int circle_version_from_text(const char* first_line) {
 }
 
 int get_circle_version_num() {
-    zol_safe_system(kVersionFile, nullptr, 0, "/usr/bin/get_circle_status", "circle_version",
-                    nullptr);
     char line[16];
-    strncpyt(line, cat_file(kVersionFile), sizeof line);
-    run_shell("rm /tmp/ra_circle_version");
+    strncpyt(line, first_line_of(program_output({"/usr/bin/get_circle_status", "circle_version"})),
+             sizeof line);
     return circle_version_from_text(line);
 }
 
@@ -75,8 +72,8 @@ std::string parse_circle_agent_version(FILE* output) {
 
 void get_routerinfo_circleV2(json_object* obj) {
     if (get_circle_version_num() != 2) return;
-    run_shell("circlectl status > /tmp/ra_circle_info");
-    circle_status st = parse_circle_status(open_read(kStatusFile).get());
+    const std::string status = program_output({"circlectl", "status"}, kDiagnosticLogMax);
+    circle_status st = parse_circle_status(open_text(status).get());
     int last_timestamp = zol_atoi(get_value_from_dto("CircleDebug.lastTimestamp"));
     int error_id = zol_atoi(get_value_from_dto("CircleDebug.errorid"));
 
@@ -87,11 +84,11 @@ void get_routerinfo_circleV2(json_object* obj) {
     add_setting(obj, "circleV2EnableStatus", "CircleStatus.spcStatus");
     Add_object_int(obj, "circleV2CSHLastTimestamp", last_timestamp);
     Add_object_int(obj, "circleV2CSHErrorID", error_id);
-    // The settings reader leaves the whole answer in its scratch file.
+    // The whole answer, not only its first line.
     get_value_from_dto("CircleDebug.errorMessage");
-    get_full_content_from_file(kD2File, obj, "circleV2CSHErrorMessage");
-    get_full_content_from_file(kStatusFile, obj, "circleV2CtlStatusLog");
-    run_shell("rm /tmp/ra_circle_info /tmp/ra_d2_info");
+    get_full_content_from_text(last_d2_answer(), obj, "circleV2CSHErrorMessage");
+    get_full_content_from_text(status, obj, "circleV2CtlStatusLog");
+    unlink(kD2File);
 }
 
 void get_routerconf_circleV2(json_object* obj) {
@@ -103,9 +100,7 @@ void get_routerconf_circleV2(json_object* obj) {
     add_setting(obj, "circleV2CloudHost", "CircleCfg.cloudhost");
     add_setting(obj, "circleV2CircleID", "CircleCfg.circleId");
     add_setting(obj, "circleV2Cuuid", "CircleCfg.cuuid");
-    run_shell("circlectl version > /tmp/ra_circlev2_version");
-    std::string version = parse_circle_agent_version(open_read(kAgentVersionFile).get());
-    run_shell("rm /tmp/ra_circlev2_version");
+    std::string version = parse_circle_agent_version(open_text(program_output({"circlectl", "version"})).get());
     Add_object_string(obj, "circleV2AgentVersion", version.c_str());
     add_setting(obj, "circleV2DBVersion", "DalSpcRa.circleV2DBVersion");
 }

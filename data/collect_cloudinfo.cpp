@@ -7,6 +7,7 @@
 
 #include "collect_generic.h"
 #include "data_collector.h"
+#include "file_update.h"
 #include "unit.h"
 #include "zol_json.h"
 
@@ -33,7 +34,8 @@ void keep_as_circle_event(const char* outfile)
         return;
     char circle_file[64];
     snprintf(circle_file, sizeof circle_file, "%s_%s", "/tmp/aws_json", "circleV2");
-    zol_safe_system(nullptr, nullptr, 0, "/bin/cp", outfile, circle_file, nullptr);
+    std::string text;
+    if (read_whole_file(outfile, text)) file_update::replace_keep_mode(circle_file, text);
 }
 
 }  // namespace

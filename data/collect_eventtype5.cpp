@@ -10,6 +10,7 @@
 #include <config_store.h>
 
 #include "Add_object.h"
+#include "file_update.h"
 #include "unit.h"
 
 namespace {
@@ -101,16 +102,11 @@ json_object* get_internetDisconnEvent_json() {
 }
 
 void save_gw_disconn_duration() {
-    static const char kSuffix[] = " > /tmp/router-analytics/gw_disconn_duration";
-    // The value comes from the store and could hold shell syntax: it is passed
-    // as one quoted word. An overlong value is cut so the whole command,
-    // redirection included, fits its field.
+    // The firmware's command ("echo VALUE > FILE") had 128 bytes: a longer
+    // value is cut to what fitted beside the fixed text.
+    static const size_t kMaxValue =
+        kSaveCmdSize - 1 - strlen("echo '' > ") - strlen(kSavedGwFile);
     std::string value(config_get("gwDisconnDuration"));
-    if (value.size() > kSaveCmdSize) value.resize(kSaveCmdSize);
-    std::string cmd;
-    for (size_t keep = value.size();; --keep) {
-        cmd = "echo " + shell_quote(value.substr(0, keep)) + kSuffix;
-        if (cmd.size() < kSaveCmdSize || keep == 0) break;
-    }
-    run_shell(cmd.c_str());
+    if (value.size() > kMaxValue) value.resize(kMaxValue);
+    file_update::replace_keep_mode(kSavedGwFile, value + "\n");
 }

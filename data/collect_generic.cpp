@@ -264,8 +264,14 @@ void collect_CpuUtilizationsInfo() {
     threashold_check_setting();
 }
 
-void meminfo_from_tmp(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache) {
-    meminfo_from("/tmp/meminfo", mem_total, mem_free, mem_buff, mem_cache);
+namespace {
+// One reading of /proc/meminfo serves the figures and the log beside them.
+std::string meminfo_snapshot;
+}  // namespace
+
+void meminfo_from_snapshot(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache) {
+    meminfo_from_stream(open_text(meminfo_snapshot).get(), mem_total, mem_free, mem_buff,
+                        mem_cache);
 }
 
 mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
@@ -287,7 +293,7 @@ mem_usage mem_usage_from_lines(const char* mem_total, const char* mem_free,
 
 void collect_MemoryUtilizationsInfo() {
     char t[64] = "", f[64] = "", b[64] = "", c[64] = "";
-    meminfo_from_tmp(t, f, b, c);
+    meminfo_from_snapshot(t, f, b, c);
     mem_usage u = mem_usage_from_lines(t, f, b, c);
     DC_TRACE("collect_MemoryUtilizationsInfo", 162, "Current Memory Utilization: %s",
              u.utilization);
@@ -316,9 +322,22 @@ long long meminfo_kb(const char* line) {
 
 void get_full_content_from_file(const char* file, json_object* root, const char* name) {
     std::string text;
-    if (!read_log_text(file, text) || text == "\n") text.clear();
+    read_log_text(file, text);
+    get_full_content_from_text(text, root, name);
+}
+
+void get_full_content_from_text(std::string text, json_object* root, const char* name) {
+    if (text.size() > kDiagnosticLogMax) text.resize(kDiagnosticLogMax);
+    text.resize(strlen(text.c_str()));
+    if (text == "\n") text.clear();
     Add_object_string(root, name, text.c_str());
 }
+
+// What a tool prints, or a system file holds, as a diagnostic member.
+void add_program_log(json_object* root, const char* name, std::vector<std::string> argv) {
+    get_full_content_from_text(program_output(std::move(argv), kDiagnosticLogMax), root, name);
+}
+
 
 json_object* get_event2Cpu_json() {
     DC_TRACE("get_event2Cpu_json", 175, "write cpu utilizations");
@@ -327,15 +346,13 @@ json_object* get_event2Cpu_json() {
     json_object* info = json_object_new_object();
     Add_object_string(info, "cpuUtilizationsCurrent", cpu_utilization);
     Add_object_string(info, "cpuUtilizationsThresholdHigh", cpuThresholdHigh);
-    run_shell("top -d 10 -n 1 -b > /tmp/toplog ");
-    get_full_content_from_file("/tmp/toplog", info, "topLog");
-    run_shell("rm /tmp/toplog");
+    add_program_log(info, "topLog", {"top", "-d", "10", "-n", "1", "-b"});
     return alarm_event("cpuUtilizationsAlarm", "Router's CPU utilizations exceeded threshold",
                        "cpuInfo", info);
 }
 
 json_object* get_event2Mem_json() {
-    run_shell("cat /proc/meminfo > /tmp/meminfo");
+    read_whole_file("/proc/meminfo", meminfo_snapshot, kDiagnosticLogMax);
     DC_TRACE("get_event2Mem_json", 199, "write memory utilizations");
     collect_MemoryUtilizationsInfo();
 
@@ -345,11 +362,9 @@ json_object* get_event2Mem_json() {
     Add_object_int(info, "memoryUsed", zol_atoi(memoryUsed));
     Add_object_string(info, "memoryUtilization", mem_Utilization);
     Add_object_string(info, "memoryThreshold", memoryUtilizationsHigh);
-    run_shell("ps > /tmp/pslog; cat /proc/slabinfo >/tmp/slabinfo");
-    get_full_content_from_file("/tmp/meminfo", info, "meminfoLog");
-    get_full_content_from_file("/tmp/slabinfo", info, "slabinfoLog");
-    get_full_content_from_file("/tmp/pslog", info, "psLog");
-    run_shell("rm /tmp/pslog /tmp/meminfo /tmp/slabinfo");
+    get_full_content_from_text(meminfo_snapshot, info, "meminfoLog");
+    get_full_content_from_file("/proc/slabinfo", info, "slabinfoLog");
+    add_program_log(info, "psLog", {"ps"});
     return alarm_event("memoryUtilizationsAlarm", "Router's Memory utilizations are too high",
                        "memoryInfo", info);
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 json_object* get_hardware_json();
 
@@ -22,8 +23,11 @@ json_object* get_event2Mem_json();
 void collect_CpuUtilizationsInfo();
 void collect_MemoryUtilizationsInfo();
 void threashold_check_setting();
-void meminfo_from_tmp(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache);
+// The lines of the meminfo reading that the memory event took.
+void meminfo_from_snapshot(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache);
 void get_full_content_from_file(const char* file, json_object* root, const char* name);
+// The same for text already read (what a tool printed).
+void get_full_content_from_text(std::string text, json_object* root, const char* name);
 // The kB count of a meminfo line ("MemTotal:   262144 kB"), clamped to 2^52;
 // 0 when the line is missing or has fewer than two words.
 long long meminfo_kb(const char* line);

@@ -26,6 +26,8 @@
 #include "collect_otp.h"
 #include "collect_ssorap.h"
 #include "data_collector.h"
+#include "file_update.h"
+#include "text_filters.h"
 #include "unit.h"
 #include "xagent.h"
 #include "zol_json.h"
@@ -38,9 +40,10 @@ constexpr size_t kFwFieldSize = 64;
 constexpr const char* kUbinfoFile = "/tmp/ubinfo_ubi0.txt";
 constexpr const char* kEvent10File = "/tmp/aws_json_eventtype10";
 constexpr const char* kDbgLineFile = "/tmp/dbgLogs-line";
+// The tool's answer is kept up to this size; the parser reads the start.
+constexpr size_t kUbinfoBytes = 64 * 1024;
 // The revision commands are formatted into fields of this size; built from
 // constants and a bounded line number, they always fit.
-constexpr size_t kReviseCmdSize = 200;
 
 // ubinfo's answer; every call overwrites it.
 char ubinfo_buf[UBINFO_BUF_SIZE];
@@ -109,7 +112,8 @@ char* dbgLogs_ubinfo_text(const char* output, size_t len, const char* item) {
 char* dbgLogs_ubinfo(const char* dev, const char* item) {
     (void)dev;  // always /dev/ubi0; the command names it itself
     if (!item) {
-        run_shell("ubinfo /dev/ubi0 > /tmp/ubinfo_ubi0.txt");
+        // The tool's answer stays beside the document, as it always has.
+        run_to_file({{"ubinfo", "/dev/ubi0"}, kUbinfoBytes}, kUbinfoFile);
         return nullptr;
     }
     std::string output;
@@ -138,24 +142,23 @@ json_object* get_dbgLogs_json() {
 // The cloud expects dbgLogs as an array of records while the document is built
 // with one record object; the pretty-printed file is edited into that shape.
 void dbgLogs_revised() {
-    char cmd[kReviseCmdSize];
-    snprintf(cmd, sizeof cmd, "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' %s", kEvent10File);
-    run_shell(cmd);
+    std::string doc;
+    read_whole_file(kEvent10File, doc);
+    doc = replace_all(doc, "\"dbgLogs\":{", "\"dbgLogs\":[{");
 
     // Only the member name itself starts a line with "dbgMsg": (the same word
     // inside a text is escaped as \"dbgMsg\"), so a serial number or tool
-    // output holding the word cannot move the edit.
-    snprintf(cmd, sizeof cmd,
-             "cat %s | grep -n '^ *\"dbgMsg\":' | awk -F \":\" '{print $1}' > %s",
-             kEvent10File, kDbgLineFile);
-    run_shell(cmd);
+    // output holding the word cannot move the edit. The line numbers stay
+    // beside the document, as they always have.
+    std::string lines = matching_line_numbers(doc, "^ *\"dbgMsg\":");
+    file_update::replace_keep_mode(kDbgLineFile, lines);
 
     // dbgMsg is the record's last member and its text is escaped onto one
     // line, so the line after it holds the record's closing brace.
-    long line = strtol(cat_file(kDbgLineFile), nullptr, 10);
+    long line = strtol(first_line_of(lines), nullptr, 10);
     if (line < 0 || line > 1000000) line = 0;
-    snprintf(cmd, sizeof cmd, "sed -i '%lds/}/}]/g' %s", line + 1, kEvent10File);
-    run_shell(cmd);
+    doc = replace_all_on_line(doc, line + 1, "}", "}]");
+    if (file_exists(kEvent10File)) file_update::replace_keep_mode(kEvent10File, doc);
 }
 
 // ---- traffic meter and bandwidth --------------------------------------------
@@ -624,10 +627,9 @@ const char* modem_alias_ifname() {
     return config_match("bridge_mode", "0") ? "brwan" : "br0";
 }
 
-void run_alias(const char* alias, const char* action) {
-    char cmd[128];
-    snprintf(cmd, sizeof cmd, "ifconfig %s:0 %s", alias, action);
-    run_shell(cmd);
+void run_alias(const char* alias, std::vector<std::string> action) {
+    action.insert(action.begin(), {"ifconfig", std::string(alias) + ":0"});
+    run_program({action});
 }
 
 // Puts an address of the modem's network on an alias to ask the modem for
@@ -635,15 +637,13 @@ void run_alias(const char* alias, const char* action) {
 bool probe_cable_modem(json_object* obj) {
     if (dotted_quad(get_ipaddr(wan_ifname())).rfind("192.168.100.", 0) == 0) return false;
     const char* alias = modem_alias_ifname();
-    run_alias(alias, "192.168.100.100 netmask 255.255.255.0 up");
+    run_alias(alias, {"192.168.100.100", "netmask", "255.255.255.0", "up"});
     char mac[18] = "";
     if (get_ping_cable_result()) strncpyt(mac, get_cable_modem_mac(), sizeof mac);
-    run_alias(alias, "down");
+    run_alias(alias, {"down"});
     if (!mac[0] || strncmp(mac, "00:00:00:00:00:00", 17) == 0) return false;
     add_modem(obj, parse_mac(mac), get_mac_oui(mac));
-    // The MAC comes from the kernel's table: one quoted word for the shell.
-    std::string cmd = "echo " + shell_quote(mac) + " > " + kCableModemFile;
-    run_shell(cmd.c_str());
+    file_update::replace_keep_mode(kCableModemFile, std::string(mac) + "\n");
     return true;
 }
 
@@ -664,24 +664,18 @@ void add_wan_gateway(json_object* obj) {
 }
 
 const struct nand_counter {
-    const char* command;
-    const char* scratch;
-    const char* remove;
+    RunRequest tool;
     const char* phrase;
     size_t offset;
-} kNandBad = {"nanddump /dev/mtd0 2> /tmp/nand_bad_blk", "/tmp/nand_bad_blk",
-              "rm -fr /tmp/nand_bad_blk", "Number of bad blocks", 22},
-  kNandTotal = {"mtdinfo /dev/mtd0 > /tmp/nand_total_blk", "/tmp/nand_total_blk",
-                "rm -fr /tmp/nand_total_blk", "Amount of eraseblocks", 32};
+} kNandBad = {{{"nanddump", "/dev/mtd0"}, 64 * 1024, Capture::Stderr}, "Number of bad blocks", 22},
+  kNandTotal = {{{"mtdinfo", "/dev/mtd0"}, 64 * 1024}, "Amount of eraseblocks", 32};
 
 int nand_count(const nand_counter& c, char* count) {
-    run_shell(c.command);
-    FilePtr out = open_read(c.scratch);
-    if (!out) return -1;
-    std::string value = nand_count_from(out.get(), c.phrase, c.offset);
+    // A tool that is not there reads as empty output, as the shell gave it.
+    RunResult r = run_program(c.tool);
+    if (r.timed_out) return -1;
+    std::string value = nand_count_from(open_text(r.out).get(), c.phrase, c.offset);
     if (!value.empty()) strncpyt(count, value.c_str(), 32);
-    out.reset();
-    run_shell(c.remove);
     return 0;
 }
 
@@ -691,7 +685,7 @@ void add_nand_count(json_object* obj, const char* name, const nand_counter& c) {
 }
 
 void add_fans(json_object* obj) {
-    run_shell("fan 0 0 0");
+    run_program({{"fan", "0", "0", "0"}});
     json_object* fans = json_object_from_file(kFanFile);
     if (!fans) return;
     fans = json_make_strict(fans);
@@ -699,7 +693,7 @@ void add_fans(json_object* obj) {
     Add_object_int(obj, "numberOfFans",
                    is_array ? static_cast<int>(json_object_array_length(fans)) : 0);
     json_object_object_add(obj, "fan", fans);
-    run_shell("rm /tmp/router-analytics/ra_fan.conf");
+    unlink(kFanFile);
 }
 
 void add_sensors(json_object* obj) {
@@ -709,7 +703,8 @@ void add_sensors(json_object* obj) {
     json_object* sensors = json_object_new_array();
     for (int i = 1; i <= n; ++i) json_object_array_add(sensors, get_sensor_json(n, i));
     json_object_object_add(obj, "sensor", sensors);
-    run_shell("rm /tmp/cache/wireless/thermal_board.conf /tmp/cache/wireless/thermal_wifi*");
+    unlink("/tmp/cache/wireless/thermal_board.conf");
+    remove_prefixed("/tmp/cache/wireless", "thermal_wifi");
 }
 
 // Narrowed to single precision as the firmware's collector does; a value
@@ -854,8 +849,10 @@ bool ping_answered(FILE* result) {
 }
 
 int get_ping_cable_result() {
-    run_shell("ping -c 1 -q 192.168.100.1 > /tmp/ra_ping_cable_result && sleep 1");
-    return ping_answered(open_read(kPingResult).get()) ? 1 : 0;
+    // The answer stays for later runs to look at, as it always has.
+    RunResult r = run_to_file({{"ping", "-c", "1", "-q", "192.168.100.1"}, 64 * 1024}, kPingResult);
+    if (r.exited_zero()) sleep(1);
+    return ping_answered(open_text(r.out).get()) ? 1 : 0;
 }
 
 std::string cable_modem_mac_from(FILE* arp) {
@@ -888,7 +885,7 @@ void get_cable_modem(json_object* rtInfo_json) {
     printf("get cableModeMacAddr once\n");
     if (probe_cable_modem(rtInfo_json)) return;
     add_modem(rtInfo_json, "na", "na");
-    run_shell("echo na > /tmp/router-analytics/cableModeMacAddr");
+    file_update::replace_keep_mode(kCableModemFile, "na\n");
 }
 
 const char* wifi_region_of(int code, const char* firmware_region) {

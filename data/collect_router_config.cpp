@@ -150,23 +150,9 @@ const lookup_row kIpv6Types[] = {
 
 // ---- ports ------------------------------------------------------------------------
 
-struct PortSpeedSource {
-    const char* command;
-    const char* scratch;
-    const char* remove;
-};
-const PortSpeedSource kSfpSpeed = {"ethtool eth0 > /tmp/sfp_info", "/tmp/sfp_info",
-                                   "rm -fr /tmp/sfp_info"};
-const PortSpeedSource k5gSpeed = {"ethtool eth5 > /tmp/5G_info", "/tmp/5G_info",
-                                  "rm -fr /tmp/5G_info"};
-
-int port_speed(const PortSpeedSource& src) {
-    run_shell(src.command);
-    std::string output;
-    if (!read_whole_file(src.scratch, output, 64 * 1024)) return 0;
-    int speed = ethtool_speed_gbps(output.c_str());
-    run_shell(src.remove);
-    return speed;
+// The port's speed as ethtool reports it; 0 when it says nothing.
+int port_speed(const char* port) {
+    return ethtool_speed_gbps(program_output({"ethtool", port}).c_str());
 }
 
 json_object* port_json(const char* status_file, int (*speed)()) {
@@ -349,9 +335,7 @@ json_object* get_vlanSeting_json() {
 json_object* get_portAggregation_json() {
     int sta = zol_atoi(config_get("link_aggregation_sta"));
     const char* mode = sta == 2 ? "LACP" : sta == 1 ? "LAG" : "Disable";
-    zol_safe_system("/tmp/bond_status", nullptr, 0, "/usr/sbin/bond-show", "2", nullptr);
-    bool active = strcmp(cat_file("/tmp/bond_status"), "active") == 0;
-    zol_safe_system(nullptr, nullptr, 0, "/bin/rm", "-rf", "/tmp/bond_status", nullptr);
+    bool active = strcmp(first_line_of(program_output({"/usr/sbin/bond-show", "2"})), "active") == 0;
     json_object* obj = json_object_new_object();
     Add_object_string(obj, "mode", mode);
     Add_object_string(obj, "status", active ? "active" : "inactive");
@@ -374,9 +358,9 @@ int ethtool_speed_gbps(const char* output) {
     return 0;
 }
 
-int get_sfp_port_speed() { return port_speed(kSfpSpeed); }
+int get_sfp_port_speed() { return port_speed("eth0"); }
 
-int get_5G_port_speed() { return port_speed(k5gSpeed); }
+int get_5G_port_speed() { return port_speed("eth5"); }
 
 json_object* get_sfpPort_json() { return port_json("/tmp/SFP_status", get_sfp_port_speed); }
 

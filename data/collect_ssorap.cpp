@@ -7,6 +7,7 @@
 #include <config_store.h>
 
 #include "Add_object.h"
+#include "text_filters.h"
 #include "unit.h"
 
 namespace {
@@ -14,17 +15,14 @@ namespace {
 // Texts of the SSO handlers are short; the cloud reads at most 63 characters.
 constexpr size_t kSsoFieldSize = 64;
 constexpr const char* kHaveSsoFile = "/tmp/dgc_func_have_sso";
-constexpr const char* kPotTimeFile = "/tmp/router-analytics/pot_time";
 // A day of power-on time separates a fresh install from an upgrade.
 constexpr long kNewInstallMinutes = 1440;
 
 char have_sso_flag() { return cat_file(kHaveSsoFile)[0]; }
 
 long power_on_minutes() {
-    run_shell("pot_tool get|grep POT:|awk '{print $2}' > /tmp/router-analytics/pot_time");
-    long minutes = strtol(cat_file(kPotTimeFile), nullptr, 10);
-    run_shell("rm /tmp/router-analytics/pot_time");
-    return minutes;
+    std::string minutes = grep_awk_field(program_output({"pot_tool", "get"}), "POT:", 2);
+    return strtol(first_line_of(minutes), nullptr, 10);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "collect_usb.h"
 
 #include "Add_object.h"
+#include "text_filters.h"
 #include "unit.h"
 
 #include <strings.h>
@@ -19,7 +20,6 @@ char storage_size[32];
 namespace {
 
 const char kPartitions[] = "/proc/partitions";
-const char kScsiResult[] = "/tmp/scsi_result";
 const char kUsbDevices[] = "/sys/kernel/debug/usb/devices";
 
 // Every line loop stops here too: a /proc or /sys file that never ends (or a
@@ -93,10 +93,8 @@ namespace {
 bool disk_serial(const char* name, char* serial) {
     char dir[64];
     snprintf(dir, sizeof dir, "/sys/block/%s/device/scsi_device", name);
-    zol_safe_system(kScsiResult, nullptr, 0, "/bin/ls", dir, nullptr);
     char host[64];
-    strncpyt(host, cat_file(kScsiResult), sizeof host);
-    unlink(kScsiResult);
+    strncpyt(host, first_line_of(ls_names(dir)), sizeof host);
     host[strcspn(host, ":")] = '\0';
 
     char path[128];

@@ -7,6 +7,7 @@
 #include "Add_object.h"
 #include "collect_usb.h"
 #include "config_store.h"
+#include "text_filters.h"
 #include "unit.h"
 
 #include <unistd.h>
@@ -19,7 +20,8 @@ namespace {
 const char kPlexVersionFile[] = "/tmp/plex_current_version";
 const char kPlexInstalledVersion[] = "/tmp/plexmediaserver/plex_current_version";
 const char kPlexUsbInfo[] = "/tmp/plex_curUSB_info";
-const char kNetDrives[] = "/tmp/plex_netdrives";
+// The whole store as the tool shows it (the store holds at most 8 MiB).
+constexpr size_t kStoreBytes = 8u << 20;
 
 constexpr int kMaxLines = 4096;
 
@@ -28,7 +30,8 @@ int store_number(const char* key) { return zol_atoi(config_get(key)); }
 // The first line of the version file, asking the upgrade script for it once.
 void read_plex_version_line(char* line, size_t size) {
     if (!file_exists(kPlexVersionFile)) {
-        run_shell("/etc/plexmediaserver/plexmediaserver_upgrade.sh check auto & > /dev/console");
+        // Runs on by design: its answer is for later runs.
+        run_detached({"/etc/plexmediaserver/plexmediaserver_upgrade.sh", "check", "auto"});
         sleep(3);
     }
     strncpyt(line, cat_file(kPlexVersionFile), size);
@@ -36,9 +39,8 @@ void read_plex_version_line(char* line, size_t size) {
 
 // Count of network drives the server is given, as wc prints it.
 void net_drive_count(char* count, size_t size) {
-    run_shell("config show |grep plex_net_state |grep '=1' |wc -l >/tmp/plex_netdrives");
-    strncpyt(count, cat_file(kNetDrives), size);
-    unlink(kNetDrives);
+    std::string shown = program_output({"config", "show"}, kStoreBytes);
+    strncpyt(count, first_line_of(count_lines_holding(shown, "plex_net_state", "=1")), size);
 }
 
 }  // namespace

@@ -18,7 +18,8 @@ int dev_num = 0;
 
 namespace {
 
-const char kStationDump[] = "/tmp/wlan_sta_info";
+// Far more than the most clients a router serves.
+constexpr size_t kStationDumpBytes = 4u << 20;
 constexpr std::size_t kDumpLine = 126;
 
 struct BandHeaders {
@@ -67,10 +68,7 @@ void count_station_dump(const std::string& dump) {
 }
 
 void get_wireless_num() {
-    run_shell("wlan stainfo > /tmp/wlan_sta_info");
-    std::string dump;
-    if (!read_whole_file(kStationDump, dump)) return;
-    count_station_dump(dump);
+    count_station_dump(program_output({"wlan", "stainfo"}, kStationDumpBytes));
 }
 
 json_object* get_connectedDevice_json() {

@@ -4,6 +4,10 @@
 // ceiling that the cloud agent enforces on the files it publishes.
 #include "data_collector.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cJSON.h>
 #include <cstdio>
 #include <cstring>
@@ -25,6 +29,7 @@
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "connectedDevice.h"
+#include "file_update.h"
 #include "generate_crtkt.h"
 #include "interleave.h"
 #include "json_trim.h"
@@ -178,11 +183,11 @@ void merge_connected_device_details(const char* file) {
     static const char kDetailsFile[] = "/tmp/RA_json_connectdevice";
     JsonPtr side(json_object_new_object());
     json_object_object_add(side.get(), "connectedDeviceDetails", get_connectedDetails_json());
-    run_shell("rm /tmp/ra_devices_link_and_signal /tmp/wlan_sta_info");
+    unlink("/tmp/ra_devices_link_and_signal");
     dump_json_to_file(side.get(), kDetailsFile);
     side.reset();
     combine_json(file, kDetailsFile);
-    run_shell("rm /tmp/RA_json_connectdevice");
+    unlink(kDetailsFile);
 }
 
 // One plain document: the summary, then the details (which need the
@@ -194,7 +199,7 @@ void collect_connected_device_info(char* file) {
     json_object_object_add(root.get(), "routerHardware", get_hardware_json());
     json_object_object_add(root.get(), "connectedDevice", get_connectedDevice_json());
     json_object_object_add(root.get(), "connectedDeviceDetails", get_connectedDetails_json());
-    run_shell("rm /tmp/ra_devices_link_and_signal /tmp/wlan_sta_info");
+    unlink("/tmp/ra_devices_link_and_signal");
     dump_json_to_file(root.get(), file);
 }
 
@@ -234,8 +239,10 @@ void collect_eventtype7(char* file) {
 void collect_event5(char* file) {
     write_document(file, 5, {{"InternetDisconnEvent", get_internetDisconnEvent_json}});
     config_set("disconn_timestamp", "0");
-    run_shell("rm /tmp/router-analytics/recovered_timestamp /tmp/router-analytics/disconn_reason "
-              "/tmp/router-analytics/gw_disconn_duration");
+    for (const char* marker : {"/tmp/router-analytics/recovered_timestamp",
+                               "/tmp/router-analytics/disconn_reason",
+                               "/tmp/router-analytics/gw_disconn_duration"})
+        unlink(marker);
     save_gw_disconn_duration();
     config_commit();
 }
@@ -265,7 +272,7 @@ void collect_event22(char* file) {
     side.reset();
 
     combine_scanresult_json(file, kScanFile, count);
-    run_shell("rm /tmp/RA_json_scanresult");
+    unlink(kScanFile);
 }
 
 // The scratch list holds only the newest events that can reach the document
@@ -280,7 +287,7 @@ void collect_event3(char* file) {
     write_connect_event_file(budget, "/tmp/wifi_ra", kEventFile);
 
     combine_connectevent_json(file, kEventFile);
-    run_shell("rm /tmp/RA_json_connectevent");
+    unlink(kEventFile);
 }
 
 // Everything the cloud knows of the router in one document; the USB and media
@@ -346,33 +353,38 @@ void show_usage() {
 }
 
 // The model name comes from the firmware's helper script, which is given the
-// board's module name; that name is read from a file, so it is quoted.
+// board's module name, read from a file: one argument whatever it holds.
 void unified_modelname(char* name) {
     std::string module = cat_file("/module_name");
-    std::string quoted = shell_quote(module);
-    static const char kPrefix[] = "/etc/init.d/model_check.sh eth ";
-    // Keep the firmware's 128-byte command bound by shortening the name itself,
-    // never by cutting the quoted word.
-    while (sizeof(kPrefix) - 1 + quoted.size() > 127 && !module.empty()) {
-        module.pop_back();
-        quoted = shell_quote(module);
-    }
-    std::string command = kPrefix + quoted;
-    ShellReader reader(command.c_str());
-    FILE* pipe = reader.get();
-    if (!pipe) {
+    static const char kScript[] = "/etc/init.d/model_check.sh";
+    // The firmware's command line had 128 bytes: a longer name is cut to what
+    // fitted after "SCRIPT eth ".
+    module.resize(std::min(module.size(), 127 - strlen("/etc/init.d/model_check.sh eth ")));
+    RunResult r = run_program({{kScript, "eth", module}, 64});
+    if (!r.started) {
         strncpyt(name, module.c_str(), 4);
         return;
     }
+    // What fgets would read of it: the first line, at most 63 characters.
+    size_t end = r.out.find('\n');
+    std::string first = r.out.substr(0, end == std::string::npos ? end : end + 1);
     char line[64] = {0};
-    if (fgets(line, sizeof(line), pipe)) {
-        size_t len = strlen(line);
+    strncpyt(line, first.c_str(), sizeof line);
+    if (size_t len = strlen(line)) {
         // The last character goes, newline or not: the script always ends its line.
         strncpyt(name, line, len < 32 ? len : 32);
     }
 }
 
 namespace {
+
+// mv: a rename, or a copy and a removal across file systems. The copy is
+// whole before it takes the destination's name.
+void move_file(const char* from, const char* to) {
+    if (rename(from, to) == 0 || errno != EXDEV) return;
+    std::string text;
+    if (read_whole_file(from, text) && file_update::replace_keep_mode(to, text)) unlink(from);
+}
 
 // A producer's document that already has its header is moved as it is, unless
 // the cloud's strict parser would drop it: then it is rewritten clean.
@@ -383,12 +395,12 @@ void collect_cloud(const char* infile, const char* outfile) {
     }
     std::string text;
     if (!read_whole_file(infile, text) || json_text_is_strict(text.data(), text.size())) {
-        zol_safe_system(nullptr, nullptr, 0, "/bin/mv", infile, outfile, nullptr);
+        move_file(infile, outfile);
         return;
     }
     JsonPtr doc(json_object_from_file(infile));
     dump_json_to_file(doc.get(), outfile);
-    zol_safe_system(nullptr, nullptr, 0, "/bin/rm", "-f", infile, nullptr);
+    unlink(infile);
 }
 
 }  // namespace

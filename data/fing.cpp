@@ -13,6 +13,7 @@
 #include "attach_device.h"
 #include "connectedDevice.h"
 #include "data_collector.h"
+#include "file_update.h"
 #include "unit.h"
 #include "zol_json.h"
 
@@ -147,8 +148,12 @@ void complete_online_list(json_object* list, const LinkTable& links) {
 
 void collect_fing_device() {
     for (const WorkingCopy& c : kCopies) {
-        unlink(c.copy);  // a list that is gone must not come back from an old copy
-        zol_safe_system(nullptr, nullptr, 0, "/bin/cp", "-rf", c.source, c.copy, nullptr);
+        // A list that is gone must not come back from an old copy.
+        std::string text;
+        if (read_whole_file(c.source, text))
+            file_update::replace_keep_mode(c.copy, text);
+        else
+            unlink(c.copy);
     }
     std::string vpn;
     if (read_whole_file(kVpnCopy, vpn)) connectedDevices[kRowVPN].total += count_vpn_records(vpn);

@@ -60,12 +60,16 @@ int fail_write(int in, int out, const char* ofile) {
     return close_both(in, out, -1);
 }
 
-const char kRemovePlain[] =
-    "/bin/rm /tmp/router-analytics/rootCA.crt /tmp/router-analytics/certificate.pem.crt "
-    "/tmp/router-analytics/private.pem.key 2> /dev/null";
-const char kRemoveHidden[] =
-    "/bin/rm /tmp/router-analytics/.rootCA.crt /tmp/router-analytics/.certificate.pem.crt "
-    "/tmp/router-analytics/.private.pem.key 2> /dev/null";
+const char* const kPlain[] = {"/tmp/router-analytics/rootCA.crt",
+                              "/tmp/router-analytics/certificate.pem.crt",
+                              "/tmp/router-analytics/private.pem.key"};
+const char* const kHidden[] = {"/tmp/router-analytics/.rootCA.crt",
+                               "/tmp/router-analytics/.certificate.pem.crt",
+                               "/tmp/router-analytics/.private.pem.key"};
+
+void remove_all(const char* const (&paths)[3]) {
+    for (const char* p : paths) unlink(p);
+}
 
 }  // namespace
 
@@ -124,9 +128,9 @@ void interleave_files() {
     for (const auto& pair : pairs) {
         if (interleave_file(pair[0], pair[1], 0, 0) != 0) {
             // No credential may stay behind in either form after a failure.
-            run_shell(kRemoveHidden);
+            remove_all(kHidden);
             break;
         }
     }
-    run_shell(kRemovePlain);
+    remove_all(kPlain);
 }

@@ -2,6 +2,8 @@
 // operations, MAC and time texts, system metric readers.
 #include "unit.h"
 
+#include "runner.h"
+
 #include <config_store.h>
 
 #include <arpa/inet.h>
@@ -19,6 +21,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <climits>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -35,7 +38,6 @@ const char kProgramLog[] = "/tmp/RA_collect.log";
 const char kTraceLog[] = "/tmp/aws_log.txt";
 const char kAnalyticsDir[] = "/tmp/router-analytics";
 const char kMd5Input[] = "/tmp/router-analytics/zol_md5_code";
-const char kMd5Output[] = "/tmp/router-analytics/zol_md5_transform";
 
 // Returned where a text result has nothing to point at; callers may write the
 // terminator, so it is reset on every use.
@@ -99,129 +101,6 @@ namespace {
 // closing null entry.
 constexpr size_t kMaxFurtherArgs = 98;
 
-const char* errno_text(int err)
-{
-#if defined(__GLIBC__) && (__GLIBC__ > 2 || (__GLIBC__ == 2 && __GLIBC_MINOR__ >= 32))
-    // Untranslated and allocation-free: safe in a vfork child.
-    const char* text = strerrordesc_np(err);
-    return text ? text : "Unknown error";
-#else
-    return strerror(err);
-#endif
-}
-
-// Plain write() calls only: the vfork child borrows the parent's memory.
-[[noreturn]] void child_fail_open(const char* name, int err)
-{
-    for (const char* part : {"can not open ", name, " ", errno_text(err), "\n"}) {
-        ssize_t ignored = write(STDOUT_FILENO, part, strlen(part));
-        (void)ignored;
-    }
-    _exit(127);
-}
-
-int child_open(const char* path, unsigned char mode)
-{
-    bool append = mode & 2;
-    if (!append)
-        unlink(path);
-    return open(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), 0666);
-}
-
-// What ChildSignals changed in the parent is the default again in the child.
-void reset_child_signals()
-{
-    signal(SIGQUIT, SIG_DFL);
-    signal(SIGINT, SIG_DFL);
-    signal(SIGCHLD, SIG_DFL);
-}
-
-[[noreturn]] void run_child(const char* output, const char* output2, unsigned char mode,
-                            const char* cmd, char* const* argv)
-{
-    reset_child_signals();
-
-    if (output) {
-        int fd = child_open(output, mode);
-        if (fd < 0)
-            child_fail_open(output, errno);
-        dup2(fd, STDOUT_FILENO);
-        if (mode & 1)
-            dup2(fd, STDERR_FILENO);
-        if (fd > STDERR_FILENO)
-            close(fd);
-    }
-    if (output2) {
-        int fd = child_open(output2, mode);
-        if (fd < 0)
-            child_fail_open(output, errno);  // names output, as the firmware's tools expect
-        if (mode & 3)
-            dup2(fd, STDERR_FILENO);
-        if (fd > STDERR_FILENO)
-            close(fd);
-    }
-    execve(cmd, argv, environ);
-    _exit(127);
-}
-
-// While a child runs, SIGQUIT and SIGINT are ignored and SIGCHLD has its
-// default action, as with system(); the caller's handlers come back after.
-class ChildSignals {
-public:
-    ChildSignals()
-    {
-        struct sigaction ignore {}, dfl {};
-        ignore.sa_handler = SIG_IGN;
-        dfl.sa_handler = SIG_DFL;
-        sigemptyset(&ignore.sa_mask);
-        sigemptyset(&dfl.sa_mask);
-        sigaction(SIGQUIT, &ignore, &old_quit_);
-        sigaction(SIGINT, &ignore, &old_int_);
-        sigaction(SIGCHLD, &dfl, &old_chld_);
-    }
-    ~ChildSignals()
-    {
-        sigaction(SIGQUIT, &old_quit_, nullptr);
-        sigaction(SIGINT, &old_int_, nullptr);
-        sigaction(SIGCHLD, &old_chld_, nullptr);
-    }
-    ChildSignals(const ChildSignals&) = delete;
-    ChildSignals& operator=(const ChildSignals&) = delete;
-
-private:
-    struct sigaction old_quit_ {}, old_int_ {}, old_chld_ {};
-};
-
-// The shell's child: stdout on pipe_write when it is not -1 (both pipe ends
-// are close-on-exec). vfork borrows this process's stack where glibc's
-// system() and popen() map and unmap one for every child.
-pid_t start_shell(const char* command, int pipe_write)
-{
-    char* argv[] = {const_cast<char*>("sh"), const_cast<char*>("-c"), const_cast<char*>(command),
-                    nullptr};
-    pid_t pid = vfork();
-    if (pid == 0) {
-        reset_child_signals();
-        if (pipe_write == STDOUT_FILENO)
-            fcntl(STDOUT_FILENO, F_SETFD, 0);
-        else if (pipe_write >= 0)
-            dup2(pipe_write, STDOUT_FILENO);
-        execve("/bin/sh", argv, environ);
-        _exit(127);
-    }
-    return pid;
-}
-
-int wait_child(pid_t pid)
-{
-    int status = -1;
-    pid_t got;
-    do {
-        got = wait4(pid, &status, 0, nullptr);
-    } while (got < 0 && errno == EINTR);
-    return got < 0 ? -1 : status;
-}
-
 }  // namespace
 
 int zol_safe_system(const char* output, const char* output2, unsigned char mode,
@@ -248,15 +127,7 @@ int zol_safe_system(const char* output, const char* output2, unsigned char mode,
         argv.push_back(c.data());
     argv.push_back(nullptr);
 
-    // Buffered output would otherwise be written twice or lost around the child.
-    fflush(stdout);
-    fflush(stderr);
-
-    ChildSignals signals;
-    pid_t pid = vfork();
-    if (pid == 0)
-        run_child(output, output2, mode, cmd, argv.data());
-    return pid > 0 ? wait_child(pid) : -1;
+    return run_with_files(cmd, argv.data(), output, output2, mode);
 }
 
 char* cat_file(const char* path)
@@ -273,64 +144,29 @@ char* cat_file(const char* path)
     return line;
 }
 
+char* first_line_of(const std::string& text)
+{
+    static char line[512];
+    memset(line, 0, sizeof line);
+    size_t end = text.find('\n');
+    size_t n = std::min(end == std::string::npos ? text.size() : end + 1, sizeof line - 1);
+    memcpy(line, text.data(), n);
+    line[strcspn(line, "\r\n")] = '\0';
+    return line;
+}
+
 int get_file_line_num(const char* file_name)
 {
-    if (!file_name)
+    // What wc -l prints: the number of newline characters.
+    FILE* fp = file_name ? fopen(file_name, "rb") : nullptr;
+    if (!fp)
         return 0;
-    zol_safe_system("/tmp/line_num", nullptr, 0, "/usr/bin/wc", "-l", file_name, nullptr);
-    char count[64];
-    strncpyt(count, cat_file("/tmp/line_num"), sizeof count);
-    count[strcspn(count, " ")] = '\0';
-    int lines = is_Number(count) ? static_cast<int>(strtol(count, nullptr, 10)) : 0;
-    run_shell("rm -fr /tmp/line_num");
-    return lines;
-}
-
-int run_shell(const char* command)
-{
-    if (!command)
-        return -1;
-    fflush(stdout);
-    fflush(stderr);
-    ChildSignals signals;
-    pid_t pid = start_shell(command, -1);
-    return pid > 0 ? wait_child(pid) : -1;
-}
-
-ShellReader::ShellReader(const char* command)
-{
-    int fds[2];
-    if (!command || pipe2(fds, O_CLOEXEC) != 0)
-        return;
-    fflush(stdout);
-    fflush(stderr);
-    pid_ = start_shell(command, fds[1]);
-    close(fds[1]);
-    if (pid_ > 0)
-        fp_ = fdopen(fds[0], "r");
-    if (!fp_)
-        close(fds[0]);
-}
-
-ShellReader::~ShellReader()
-{
-    if (fp_)
-        fclose(fp_);
-    if (pid_ > 0)
-        wait_child(pid_);
-}
-
-std::string shell_quote(const std::string& text)
-{
-    std::string quoted = "'";
-    for (char c : text) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
-    quoted += '\'';
-    return quoted;
+    long lines = 0;
+    char buf[4096];
+    for (size_t n; (n = fread(buf, 1, sizeof buf, fp)) > 0;)
+        lines += std::count(buf, buf + n, '\n');
+    fclose(fp);
+    return lines > INT_MAX ? INT_MAX : static_cast<int>(lines);
 }
 
 bool read_whole_file(const char* path, std::string& out, size_t max_bytes)
@@ -653,19 +489,10 @@ char* zol_md5_transform(const char* code)
     // test host may not have it yet.
     mkdir(kAnalyticsDir, 0755);
     autoup_set(kMd5Input, code);
-    zol_safe_system(kMd5Output, nullptr, 0, "/usr/bin/md5sum", kMd5Input, nullptr);
-
-    char line[128] = "";
-    if (FILE* fp = fopen(kMd5Output, "r")) {
-        if (!fgets(line, sizeof line, fp))
-            line[0] = '\0';
-        fclose(fp);
-    }
-    if (line[0]) {
-        line[strcspn(line, " \t\r\n")] = '\0';
-        strncpyt(digest, line, sizeof digest);
-    }
-    run_shell("rm -rf /tmp/router-analytics/zol_md5_code /tmp/router-analytics/zol_md5_transform");
+    std::string line = program_output({"/usr/bin/md5sum", kMd5Input}, 128);
+    unlink(kMd5Input);
+    line.resize(std::min(line.find_first_of(" \t\r\n"), line.size()));
+    strncpyt(digest, line.c_str(), sizeof digest);
     return digest;
 }
 
@@ -674,7 +501,13 @@ char* zol_md5_transform(const char* code)
 void meminfo_from(const char* path, char* mem_total, char* mem_free, char* mem_buff,
                   char* mem_cache)
 {
-    FILE* fp = fopen(path, "r");
+    FilePtr fp = open_read(path);
+    meminfo_from_stream(fp.get(), mem_total, mem_free, mem_buff, mem_cache);
+}
+
+void meminfo_from_stream(FILE* fp, char* mem_total, char* mem_free, char* mem_buff,
+                         char* mem_cache)
+{
     if (!fp)
         return;
     char line[64];
@@ -690,7 +523,6 @@ void meminfo_from(const char* path, char* mem_total, char* mem_free, char* mem_b
             break;
         }
     }
-    fclose(fp);
 }
 
 void meminfo(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache)

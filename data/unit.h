@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "runner.h"
+
 // ---- logs -----------------------------------------------------------------
 // One "[time]message" line appended to /tmp/RA_collect.log.
 void RA_logger(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
@@ -31,32 +33,16 @@ void Dprintf(const char* str, ...) __attribute__((format(printf, 1, 2)));
 // Runs cmd (a full path) with the further arguments, closed by nullptr, without
 // a shell; stdout goes to output when given. At most 98 further arguments of
 // at most 2,047 characters each are passed. mode bit 0: stderr too; bit 1:
-// append. Returns the raw wait status (32512 when cmd cannot run) or -1.
+// append. Returns the raw wait status (32512 when cmd cannot run), or -1 when
+// it could not be started or was stopped at its deadline (runner.h).
 int zol_safe_system(const char* output, const char* output2, unsigned char mode,
                     const char* cmd, ...);
 // First line of path without its line end, "" when unreadable (512-byte buffer).
 char* cat_file(const char* path);
-// Line count of a file through /usr/bin/wc -l, 0 when unknown.
+// cat_file of text already read (what a tool printed); its own buffer.
+char* first_line_of(const std::string& text);
+// Line count of a file as wc -l gives it (newline characters), 0 when unreadable.
 int get_file_line_num(const char* file_name);
-// Runs a shell command line (system()); never pass text read from a file or the
-// store unquoted: wrap it with shell_quote().
-int run_shell(const char* command);
-// popen(command, "r") and its pclose: get() reads the shell's stdout (null
-// when it could not start); the destructor closes it and waits for the shell.
-class ShellReader {
-public:
-    explicit ShellReader(const char* command);
-    ~ShellReader();
-    ShellReader(const ShellReader&) = delete;
-    ShellReader& operator=(const ShellReader&) = delete;
-    FILE* get() const { return fp_; }
-
-private:
-    FILE* fp_ = nullptr;
-    pid_t pid_ = -1;
-};
-// The text as one single-quoted shell word.
-std::string shell_quote(const std::string& text);
 // Whole file into out (binary-safe, at most max_bytes); false when unreadable.
 bool read_whole_file(const char* path, std::string& out, size_t max_bytes = 8u << 20);
 bool file_exists(const char* path);
@@ -66,6 +52,11 @@ struct FileClose {
 // A stream closed with its holder; null when the file cannot be opened.
 using FilePtr = std::unique_ptr<FILE, FileClose>;
 inline FilePtr open_read(const char* path) { return FilePtr(path ? fopen(path, "r") : nullptr); }
+// A stream over text (what a tool printed), for the parsers that read lines;
+// null for empty text, which they read as empty.
+inline FilePtr open_text(const std::string& text) {
+    return FilePtr(text.empty() ? nullptr : fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
+}
 // Calls f(char* line) for each line of fp as fgets reads it into a buffer of
 // `size` bytes: a longer line comes in pieces of size - 1 characters, line
 // ends are kept. f returns false to stop. A null fp reads as empty.
@@ -138,6 +129,8 @@ void meminfo_from(const char* path, char* mem_total, char* mem_free, char* mem_b
 void cpu_util_from(const char* path, char* cuse, char* cice, char* csys, char* cide, char* ciow,
                    char* cxxx, char* cyyy, char* czzz);
 float memory_utilization_from(const char* path);
+void meminfo_from_stream(FILE* fp, char* mem_total, char* mem_free, char* mem_buff,
+                         char* mem_cache);
 char* get_macaddr(const char* ifname, char* eabuf);
 in_addr_t get_ipaddr(const char* ifname);
 int is_wan_on_demand();

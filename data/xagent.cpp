@@ -2,6 +2,7 @@
 #include "xagent.h"
 
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -30,24 +31,31 @@ const char kAgentIdKey[] = "xagentcfg[0].x_agent_id";
 const char kClaimCodeKey[] = "xagentcfg[0].x_agent_claim_code";
 const char kLocationPath[] = "device-location/resolve";
 
-// No shell is involved, so a key is passed to the tool as one argument
-// whatever characters it holds.
+// The answer to the last read, also left in kD2Output for the firmware.
+std::string d2_answer;
+// More than any setting the agent keeps.
+constexpr size_t kD2Bytes = 64 * 1024;
+
 void run_d2(const char* key)
 {
-    zol_safe_system(kD2Output, nullptr, 0, kD2Tool, "-s", key, nullptr);
+    RunRequest req;
+    req.argv = {kD2Tool, "-s", std::string(key).substr(0, 2047)};
+    req.max_bytes = kD2Bytes;
+    d2_answer = run_to_file(req, kD2Output).out;
 }
 
-// First line of the tool's output (at most 126 characters, line end kept);
-// false when there is no line to read.
+// First line of the answer (at most 126 characters, line end kept), as fgets
+// reads it; false when there is no line to read.
 bool read_d2_line(char (&line)[127])
 {
     line[0] = '\0';
-    FILE* fp = fopen(kD2Output, "r");
-    if (!fp)
+    if (d2_answer.empty())
         return false;
-    bool got = fgets(line, sizeof line, fp) != nullptr;
-    fclose(fp);
-    return got;
+    size_t end = d2_answer.find('\n');
+    size_t n = std::min(end == std::string::npos ? d2_answer.size() : end + 1, sizeof line - 1);
+    memcpy(line, d2_answer.data(), n);
+    line[n] = '\0';
+    return true;
 }
 
 // An agent setting as the request sends it: at most 62 characters, "0"
@@ -69,7 +77,7 @@ char* get_value_from_dto(const char* string)
         return empty;
     }
     run_d2(string);
-    return cat_file(kD2Output);
+    return first_line_of(d2_answer);
 }
 
 int get_bool_from_dto(const char* string)
@@ -117,30 +125,21 @@ const char* get_device_location_host(CloudStage stage)
     return DC_LOCATION_HOST_PROD;
 }
 
-bool format_wanip_command(char* cmd, size_t size, const char* host, const char* agent_id,
-                          const char* claim_code)
+std::vector<std::string> wanip_request_argv(const char* host, const char* agent_id,
+                                            const char* claim_code)
 {
-    if (!cmd || size == 0)
-        return false;
-    cmd[0] = '\0';
     if (!host || !agent_id || !claim_code)
-        return false;
-    // The id and code come from the agent's store: each is one quoted shell
-    // word, joined to the fixed text so that curl still receives the single
-    // argument Authorization:<id>:<code>.
-    const std::string id = shell_quote(agent_id);
-    const std::string code = shell_quote(claim_code);
-    int n = snprintf(cmd, size,
-                     "curl --capath /etc/ssl/certs -X GET https://%s/%s"
-                     " -H \"content-type: application/json\""
-                     " -H \"Authorization:\"%s\":\"%s"
-                     " -o /tmp/Tarnel_MAXmind --connect-timeout 3 &",
-                     host, kLocationPath, id.c_str(), code.c_str());
-    if (n < 0 || static_cast<size_t>(n) >= size) {
-        cmd[0] = '\0';
-        return false;
-    }
-    return true;
+        return {};
+    return {"curl", "--capath", "/etc/ssl/certs", "-X", "GET",
+            std::string("https://") + host + "/" + kLocationPath,
+            "-H", "content-type: application/json",
+            "-H", std::string("Authorization:") + agent_id + ":" + claim_code,
+            "-o", "/tmp/Tarnel_MAXmind", "--connect-timeout", "3"};
+}
+
+const std::string& last_d2_answer()
+{
+    return d2_answer;
 }
 
 void get_wanip_info()
@@ -151,9 +150,6 @@ void get_wanip_info()
     const char* host = get_device_location_host(get_stage_of_agent_id(agent_id));
     copy_setting_or_zero(claim_code, get_value_from_dto(kClaimCodeKey));
 
-    char cmd[512];
-    if (format_wanip_command(cmd, sizeof cmd, host, agent_id, claim_code))
-        run_shell(cmd);
-    else
-        RA_logger("device-location request not sent: agent settings too long");
+    // Runs on by design: the answer is for later runs.
+    run_detached(wanip_request_argv(host, agent_id, claim_code));
 }

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <vector>
 
 char* get_value_from_dto(const char* string);
 int get_bool_from_dto(const char* string);
@@ -14,9 +16,10 @@ enum class CloudStage { dev, qa, prod };
 CloudStage get_stage_of_agent_id(const char* agent_id);
 // Device-location host of a stage, fixed at build time.
 const char* get_device_location_host(CloudStage stage);
-// Writes the background curl command of the device-location request into cmd
-// (size bytes), with the agent id and claim code quoted for the shell.
-// Returns false, leaving cmd empty, when the whole command does not fit: a cut
-// command line could lose its closing quote or the trailing "&".
-bool format_wanip_command(char* cmd, size_t size, const char* host, const char* agent_id,
-                          const char* claim_code);
+// The device-location request's curl command, each agent setting inside one
+// argument whatever it holds; empty when a value is missing.
+std::vector<std::string> wanip_request_argv(const char* host, const char* agent_id,
+                                            const char* claim_code);
+// The settings tool's whole answer to the last read (also left in
+// /tmp/ra_d2_info); "" when it gave none.
+const std::string& last_d2_answer();

@@ -2,6 +2,7 @@
 // $CONFIG_STORE (default /tmp/config.store). See config_store.h for the
 // file format, the escaping and the lifetime of returned text.
 #include "config_store.h"
+#include "file_update.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -199,47 +200,11 @@ void refresh(Cache& c) {
     close(fd);
 }
 
-bool write_all(int fd, const std::string& data) {
-    size_t off = 0;
-    while (off < data.size()) {
-        ssize_t n = write(fd, data.data() + off, data.size() - off);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        off += static_cast<size_t>(n);
-    }
-    return true;
-}
-
 bool valid_name(const char* name) {
     if (!name || !*name) return false;
     size_t len = strnlen(name, kMaxName + 1);
     return len <= kMaxName && strpbrk(name, "=\n\r") == nullptr;
 }
-
-// Holds an exclusive flock on "<store>.lock" for its lifetime.
-class StoreLock {
-public:
-    explicit StoreLock(const std::string& path) {
-        fd_ = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        if (fd_ < 0) return;
-        while (flock(fd_, LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                close(fd_);
-                fd_ = -1;
-                return;
-            }
-        }
-    }
-    ~StoreLock() {
-        if (fd_ >= 0) close(fd_);  // closing releases the lock
-    }
-    StoreLock(const StoreLock&) = delete;
-    StoreLock& operator=(const StoreLock&) = delete;
-    bool held() const { return fd_ >= 0; }
-
-private:
-    int fd_ = -1;
-};
 
 // Reads the current file under the lock. Absent is an empty store; a file
 // over the size cap is refused rather than cut short by the rewrite.
@@ -264,20 +229,10 @@ bool load_for_update(const std::string& path, std::string* text, mode_t* mode, F
 
 // *stamp: the new file as it is once renamed into place.
 bool replace_file(const std::string& path, const std::string& text, mode_t mode, FileStamp* stamp) {
-    std::string tmpl = path + ".tmpXXXXXX";
-    std::vector<char> tmp(tmpl.begin(), tmpl.end());
-    tmp.push_back('\0');
-    int fd = mkstemp(tmp.data());
-    if (fd < 0) return false;
-    bool ok = fchmod(fd, mode) == 0 && write_all(fd, text) && fsync(fd) == 0;
-    if (ok && rename(tmp.data(), path.c_str()) == 0) {
-        struct stat st;
-        *stamp = fstat(fd, &st) == 0 ? stamp_of(st) : FileStamp();
-        return close(fd) == 0;
-    }
-    close(fd);
-    unlink(tmp.data());
-    return false;
+    struct stat st;
+    if (!file_update::replace(path, text, mode, true, &st)) return false;
+    *stamp = stamp_of(st);
+    return true;
 }
 
 // Sets (value != nullptr) or removes the key. The first line of the key is
@@ -287,7 +242,7 @@ int update_store(const char* name, const std::string* value) {
     if (!valid_name(name)) return -1;
     if (value && value->size() > kMaxValue) return -1;
     std::string path = store_path();
-    StoreLock lock(path);
+    file_update::Lock lock(path + ".lock");
     if (!lock.held()) return -1;
 
     std::string old_text;

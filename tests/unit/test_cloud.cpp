@@ -64,44 +64,29 @@ TEST(CloudStage, ChosenByCaseSensitivePrefix) {
                  get_device_location_host(CloudStage::prod));
 }
 
-// The arguments curl would get from the command line, as the shell splits it.
-std::vector<std::string> shell_words(const std::string& cmd) {
-    std::vector<std::string> words;
-    if (cmd.rfind("curl ", 0) != 0 || cmd.size() < 7 || cmd.substr(cmd.size() - 2) != " &")
-        return words;
-    FILE* p = popen(("printf '%s\\n' " + cmd.substr(5, cmd.size() - 7)).c_str(), "r");
-    char line[1024];
-    while (p && fgets(line, sizeof line, p)) words.emplace_back(line, strcspn(line, "\n"));
+// The arguments the shell gave curl from the firmware's command line.
+std::vector<std::string> shell_words(const std::string& id, const std::string& code) {
+    const std::string line = "printf '%s\\n' --capath /etc/ssl/certs -X GET "
+                             "https://loc.example.invalid/device-location/resolve"
+                             " -H \"content-type: application/json\" -H \"Authorization:\"" +
+                             id + "\":\"" + code +
+                             " -o /tmp/Tarnel_MAXmind --connect-timeout 3";
+    std::vector<std::string> words{"curl"};
+    FILE* p = popen(line.c_str(), "r");
+    char buf[1024];
+    while (p && fgets(buf, sizeof buf, p)) words.emplace_back(buf, strcspn(buf, "\n"));
     if (p) pclose(p);
     return words;
 }
 
-class WanIpCommand : public TempDirTest {};
-
-TEST_F(WanIpCommand, AgentSettingsStayOneArgument) {
-    char cmd[512];
-    ASSERT_TRUE(format_wanip_command(cmd, sizeof cmd, "loc.example.invalid", "QA-12ab", "C0DE"));
-    EXPECT_EQ(shell_words(cmd),
-              (std::vector<std::string>{"--capath", "/etc/ssl/certs", "-X", "GET",
-                                        "https://loc.example.invalid/device-location/resolve",
-                                        "-H", "content-type: application/json", "-H",
-                                        "Authorization:QA-12ab:C0DE", "-o",
-                                        "/tmp/Tarnel_MAXmind", "--connect-timeout", "3"}));
-
-    const std::string marker = path("pwned");
-    const std::string id = "x\"; touch " + marker + "; \"";
-    const std::string code = "a'b$(touch " + marker + ")`id`";
-    ASSERT_TRUE(format_wanip_command(cmd, sizeof cmd, "h", id.c_str(), code.c_str()));
-    std::vector<std::string> words = shell_words(cmd);
-    ASSERT_EQ(words.size(), 13u) << cmd;
-    EXPECT_EQ(words[8], "Authorization:" + id + ":" + code);
-    EXPECT_NE(access(marker.c_str(), F_OK), 0);
-
-    // A command that would not fit is not cut (a cut one could lose its
-    // closing quote or the "&"): nothing is produced.
-    const std::string quotes(62, '\'');
-    EXPECT_FALSE(format_wanip_command(cmd, sizeof cmd, "h", quotes.c_str(), quotes.c_str()));
-    EXPECT_STREQ(cmd, "");
+TEST(WanIpRequest, ArgumentsAsTheShellGaveThemAndSettingsStayOneArgument) {
+    for (const char* id : {"QA-12ab", "0", "DEV-9f8e7d6c5b4a"})
+        EXPECT_EQ(wanip_request_argv("loc.example.invalid", id, "C0DE"), shell_words(id, "C0DE"));
+    const std::string id = "x\"; touch /pwned; \"", code = "a'b$(id)`id` *";
+    std::vector<std::string> argv = wanip_request_argv("h", id.c_str(), code.c_str());
+    ASSERT_EQ(argv.size(), 14u);
+    EXPECT_EQ(argv[9], "Authorization:" + id + ":" + code);
+    EXPECT_TRUE(wanip_request_argv("h", nullptr, "c").empty());
 }
 
 }  // namespace

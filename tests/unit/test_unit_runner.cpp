@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "test_util.h"
@@ -56,45 +58,91 @@ TEST_F(RunnerTest, SafeSystemDropsArgumentsBeyondTheVector)
     EXPECT_EQ(slurp(path("many")).size(), 97 * 2u);
 }
 
-TEST_F(RunnerTest, ScratchFilesAndQuoting)
+TEST_F(RunnerTest, LineCountAndWholeFiles)
 {
     EXPECT_EQ(get_file_line_num(put("three", "a\nb\nc\n").c_str()), 3);
+    EXPECT_EQ(get_file_line_num(put("open", "a\nb").c_str()), 1);  // as wc -l counts
     EXPECT_FALSE(file_exists("/tmp/line_num"));
     EXPECT_EQ(get_file_line_num(path("missing").c_str()), 0);
 
     std::string got;
     EXPECT_TRUE(read_whole_file("/dev/zero", got, 10000));
     EXPECT_EQ(got.size(), 10000u);
-
-    // Any text survives the shell as one literal word.
-    std::string nasty = "it's \"$(x)\" `y` \\ ; |&\n*";
-    std::string target = path("quoted");
-    EXPECT_EQ(run_shell(("printf %s " + shell_quote(nasty) + " > " + shell_quote(target)).c_str()),
-              0);
-    EXPECT_EQ(slurp(target), nasty);
-    EXPECT_EQ(run_shell("exit 3"), 3 << 8);  // the wait status, as system() gives it
 }
 
-// popen/pclose as the firmware used them: the shell's whole stdout, then its
-// exit waited for; the pipe is not left open in later children.
-TEST_F(RunnerTest, ShellReaderReadsTheShellsOutput)
+long elapsed_ms(const std::function<void()>& f)
 {
-    std::string pipe_name;
-    {
-        ShellReader reader("printf 'one\\ntwo\\n'");
-        ASSERT_NE(reader.get(), nullptr);
-        char line[16];
-        ASSERT_NE(fgets(line, sizeof line, reader.get()), nullptr);
-        EXPECT_STREQ(line, "one\n");
-        struct stat st {};
-        ASSERT_EQ(fstat(fileno(reader.get()), &st), 0);
-        ShellReader inner(("ls -l /proc/self/fd > " + shell_quote(path("fds"))).c_str());
-        pipe_name = "pipe:[" + std::to_string(st.st_ino) + "]";
+    auto start = std::chrono::steady_clock::now();
+    f();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 start).count();
+}
+
+// Dead or a zombie waiting for init, within a second of its SIGKILL.
+bool gone(const std::string& pid)
+{
+    for (int i = 0; i < 100; ++i, usleep(10000)) {
+        std::string stat = slurp("/proc/" + pid + "/stat");
+        size_t paren = stat.rfind(')');
+        if (stat.empty() || (paren != std::string::npos && stat.compare(paren + 2, 1, "Z") == 0))
+            return true;
     }
-    EXPECT_EQ(slurp(path("fds")).find(pipe_name), std::string::npos) << slurp(path("fds"));
-    ShellReader silent("exit 1");
-    ASSERT_NE(silent.get(), nullptr);
-    EXPECT_EQ(fgetc(silent.get()), EOF);
+    return false;
+}
+
+TEST_F(RunnerTest, ProgramsStartWithoutAShell)
+{
+    EXPECT_EQ(program_output({"printf", "%s", "$(id);'`*"}), "$(id);'`*");  // found along PATH
+    EXPECT_EQ(program_output({"/bin/cat"}), "");                            // stdin is /dev/null
+    RunResult err = run_program({{"sh", "-c", "echo out; echo err >&2; exit 3"}, 64, Capture::Stderr});
+    EXPECT_EQ(err.out, "err\n");
+    EXPECT_EQ(err.status, 3 << 8);
+    RunResult missing = run_program({{"no-such-tool-anywhere"}});
+    EXPECT_FALSE(missing.started);
+    EXPECT_EQ(missing.status, 127 << 8);  // as the shell reports it
+
+    RunRequest env({"sh", "-c", "echo $LD_LIBRARY_PATH"});
+    env.env = {"LD_LIBRARY_PATH=/opt/x/lib"};
+    EXPECT_EQ(run_program(env).out, "/opt/x/lib\n");
+
+    // Flooding output stops the tool at the bound; what came first is kept.
+    RunResult flood = run_program({{"yes"}, 1000});
+    EXPECT_TRUE(flood.cut && flood.finished());
+    std::string ys;
+    for (int i = 0; i < 500; ++i) ys += "y\n";
+    EXPECT_EQ(flood.out, ys);
+}
+
+TEST_F(RunnerTest, DeadlinesStopTheWholeGroupAndAreNotWaitedTwice)
+{
+    // A tool that ignores SIGTERM and one whose background child keeps the
+    // pipe open: neither holds the run for long, nothing of theirs lives on.
+    std::string bg;
+    long t = elapsed_ms([&] { bg = program_output({"sh", "-c", "sleep 30 & echo $!"}); });
+    EXPECT_LT(t, 2000);
+    ASSERT_FALSE(bg.empty());
+    bg.pop_back();
+    EXPECT_TRUE(gone(bg));
+
+    RunRequest hang({"sh", "-c", "trap '' TERM; echo early; sleep 30"});
+    hang.timeout_ms = 300;
+    RunResult r;
+    t = elapsed_ms([&] { r = run_program(hang); });
+    EXPECT_TRUE(r.timed_out && r.started);
+    EXPECT_EQ(r.out, "");  // counts as missing
+    EXPECT_LT(t, 1500);
+    t = elapsed_ms([&] { r = run_program(hang); });
+    EXPECT_TRUE(r.timed_out && !r.started);
+    EXPECT_LT(t, 100);
+
+    // A scratch file others read: whole, empty for a missing tool, gone after a deadline.
+    std::string file = put("scratch", "stale\n");
+    run_to_file({{"printf", "fresh\n"}}, file.c_str());
+    EXPECT_EQ(slurp(file), "fresh\n");
+    run_to_file({{"no-such-tool-anywhere"}}, file.c_str());
+    EXPECT_TRUE(file_exists(file.c_str()) && slurp(file).empty());
+    run_to_file(hang, file.c_str());
+    EXPECT_FALSE(file_exists(file.c_str()));
 }
 
 TEST_F(RunnerTest, Logs)

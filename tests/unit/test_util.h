@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include "runner.h"
+
 // Each test gets a fresh directory, removed afterwards, and a store file in it
 // (CONFIG_STORE points there for the test's duration).
 class TempDirTest : public ::testing::Test {
@@ -19,6 +21,7 @@ class TempDirTest : public ::testing::Test {
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir_ = tmpl;
         setenv("CONFIG_STORE", path("config.store").c_str(), 1);
+        runner_forget_stopped();  // every test starts with a run's whole budget
     }
     void TearDown() override {
         unsetenv("CONFIG_STORE");
