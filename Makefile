@@ -1,4 +1,5 @@
-# Entry points: `make demo`, `make test`, `make bench`, `make arm`, `make fuzz`, `make memcheck`.
+# Entry points: `make demo`, `make test`, `make bench`, `make arm`, `make arm-system`, `make fuzz`,
+# `make memcheck`.
 # Each installs what is missing (as root, through apt-get), configures and builds.
 
 BUILD      ?= build
@@ -20,7 +21,8 @@ PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
 ARM_PACKAGES := g++-arm-linux-gnueabihf libjson-c-dev:armhf libcjson-dev:armhf \
                 libgtest-dev:armhf libgmock-dev:armhf qemu-user
 
-.PHONY: all deps deps-arm configure build demo golden test test-plain test-asan arm bench fuzz memcheck clean
+.PHONY: all deps deps-arm deps-arm-system configure build demo golden test test-plain test-asan arm \
+        arm-system bench fuzz memcheck clean
 
 all: build
 
@@ -30,6 +32,7 @@ all: build
 # ones already on the machine, usually have every package; apt-get install
 # says so when one is really missing. A name without ":arch" means the
 # machine's own architecture. Without dpkg only the tools are looked for.
+# A third argument holds extra apt-get install options.
 define install_missing
 	@if ! command -v dpkg >/dev/null 2>&1; then \
 	    for t in $(2); do \
@@ -52,7 +55,7 @@ define install_missing
 	    esac; \
 	    apt-get -o DPkg::Lock::Timeout=300 update -qq || \
 	        echo "Some package indexes could not be refreshed; installing from the others."; \
-	    apt-get -o DPkg::Lock::Timeout=300 install -y -qq $$missing; \
+	    apt-get -o DPkg::Lock::Timeout=300 install -y -qq $(3) $$missing; \
 	else \
 	    echo "Missing packages:$$missing"; \
 	    echo "Install them first, e.g.: sudo apt-get install -y$$missing"; \
@@ -117,6 +120,23 @@ arm: deps-arm
 	cmake --build $(ARM_BUILD) -j$(JOBS)
 	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS)
 	cd $(ARM_BUILD) && cpack -G DEB -B package
+	@if $(MAKE) --no-print-directory deps-arm-system; then \
+	    $(MAKE) --no-print-directory arm-system ARM_SYSTEM_ARGS=--optional; \
+	else echo "qemu-system-arm could not be installed: the emulated router was not run"; fi
+
+# The armhf collector on an emulated ARM router (tools/arm-system): Debian's
+# armhf kernel and busybox under qemu-system-arm, with the sample router's
+# files; every item runs and is measured inside it. Its kernel and busybox
+# are fetched (apt-get download) into $(ARM_BUILD)/system on first use.
+ARM_SYSTEM_ARGS ?=
+deps-arm-system: deps-arm
+	$(call install_missing,qemu-system-arm,qemu-system-arm,--no-install-recommends)
+
+arm-system: deps-arm-system
+	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf.cmake
+	cmake --build $(ARM_BUILD) -j$(JOBS) --target data_collector config dc_floor
+	tools/arm-system-test
+	tools/arm-system --build $(ARM_BUILD) $(ARM_SYSTEM_ARGS)
 
 bench: build
 	$(BUILD)/bench_merge
