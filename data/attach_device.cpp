@@ -240,8 +240,9 @@ void refresh_device_links() {
     // Every run's script writes the same file and every run removes it: the
     // script's run, the read and the removal are one step under a lock.
     RunLock lock(std::string(kLinkFile) + ".lock");
-    zol_safe_system(nullptr, nullptr, 0, "/sbin/link_signal.sh", nullptr);
     links_text.clear();
+    if (!lock.held()) return;
+    zol_safe_system(nullptr, nullptr, 0, "/sbin/link_signal.sh", nullptr);
     read_whole_file(kLinkFile, links_text);
     unlink(kLinkFile);
 }

@@ -324,6 +324,7 @@ int get_trafficMeter_disable() {
     // firmware's traffic meter makes the directory only when it runs.
     mkdir(kTrafficDir, 0755);
     RunLock lock(std::string(kTrafficOld) + ".lock");
+    if (!lock.held()) return -1;  // another run's wedged: no increment is guessed
     FILE* fp = fopen("/proc/net/dev", "r");
     if (!fp) return -1;
     char line[512];
@@ -688,6 +689,9 @@ void add_nand_count(json_object* obj, const char* name, const nand_counter& c) {
 }
 
 void add_fans(json_object* obj) {
+    // The tool's file is written, read and removed by one run at a time.
+    RunLock lock(std::string(kFanFile) + ".lock");
+    if (!lock.held()) return;
     run_program({{"fan", "0", "0", "0"}});
     json_object* fans = json_object_from_file(kFanFile);
     if (!fans) return;
@@ -700,6 +704,9 @@ void add_fans(json_object* obj) {
 }
 
 void add_sensors(json_object* obj) {
+    // The sensor files are reported once, by one run, then removed.
+    RunLock lock("/tmp/cache/wireless/thermal.lock");
+    if (!lock.held()) return;
     int n = get_numberOfSensors();
     if (n <= 0) return;
     Add_object_int(obj, "numberOfSensors", n);

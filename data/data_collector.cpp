@@ -4,10 +4,13 @@
 // ceiling that the cloud agent enforces on the files it publishes.
 #include "data_collector.h"
 
+#include <dirent.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cJSON.h>
 #include <cstdio>
 #include <cstring>
@@ -43,9 +46,30 @@ int eventtype = 0;
 
 namespace {
 
+
+// What runs killed on the way left under names of their own ("BASE.PID",
+// the process gone): a router's /tmp is its memory.
+void remove_stale_scratch(const char* base) {
+    const char* slash = strrchr(base, '/');
+    std::string dir(base, slash - base), prefix = std::string(slash + 1) + ".";
+    DIR* d = opendir(dir.c_str());
+    if (!d) return;
+    while (dirent* e = readdir(d)) {
+        if (strncmp(e->d_name, prefix.c_str(), prefix.size()) != 0) continue;
+        const char* digits = e->d_name + prefix.size();
+        char* end = nullptr;
+        long pid = strtol(digits, &end, 10);
+        if (end == digits || *end || pid <= 0 || pid > INT_MAX) continue;
+        if (kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)
+            unlinkat(dirfd(d), e->d_name, 0);
+    }
+    closedir(d);
+}
+
 // A scratch document of this run's own: runs of the same item at the same
 // moment never read each other's.
 std::string run_scratch(const char* base) {
+    remove_stale_scratch(base);
     return std::string(base) + "." + std::to_string(getpid());
 }
 

@@ -254,6 +254,32 @@ bool SimResult::exists(const std::string& router_path) const {
     return !dir.empty() && lstat((dir + "/" + router_rel(router_path)).c_str(), &st) == 0;
 }
 
+namespace {
+void list_files(const std::string& host, const std::string& router, std::vector<std::string>& out) {
+    DIR* d = opendir(host.c_str());
+    if (!d) return;
+    while (dirent* e = readdir(d)) {
+        std::string name = e->d_name;
+        if (name == "." || name == "..") continue;
+        struct stat st;
+        if (lstat((host + "/" + name).c_str(), &st) != 0) continue;
+        if (S_ISDIR(st.st_mode))
+            list_files(host + "/" + name, router + "/" + name, out);
+        else
+            out.push_back(router + "/" + name);
+    }
+    closedir(d);
+}
+}  // namespace
+
+std::vector<std::string> SimResult::files_with_prefix(const std::string& prefix) const {
+    std::vector<std::string> all, out;
+    if (!dir.empty()) list_files(dir + "/tmp", "/tmp", all);
+    for (const std::string& f : all)
+        if (f.rfind(prefix, 0) == 0) out.push_back(f);
+    return out;
+}
+
 SimJson SimResult::json(const std::string& router_path) const {
     bool ok = false;
     std::string text = dir.empty() ? "" : read_file(dir + "/" + router_rel(router_path), &ok);

@@ -50,6 +50,8 @@ struct SimResult {
     // Content of a file of the router's /tmp after the run ("" when absent).
     std::string file(const std::string& router_path) const;
     bool exists(const std::string& router_path) const;
+    // Files of the router's /tmp after the run whose paths start with prefix.
+    std::vector<std::string> files_with_prefix(const std::string& prefix) const;
     // The file parsed as JSON; nullptr when absent or not parseable.
     SimJson json(const std::string& router_path) const;
     // Value of a key of the configuration store after the run ("" when absent).
