@@ -226,6 +226,7 @@ SimResult run_in_router(const std::vector<std::string>& argv, const Scenario& sc
         args.push_back("--fixture");
         args.push_back(abs_fixture(d));
     }
+    if (sc.timeout_s > 0) args.insert(args.end(), {"--timeout", std::to_string(sc.timeout_s)});
     args.insert(args.end(), {"--fixture", fx, "--out", r.dir, "--"});
     args.insert(args.end(), argv.begin(), argv.end());
 

@@ -39,6 +39,8 @@ struct Scenario {
     // Further fixture directories (relative ones to the source tree), laid
     // over sim/router before this scenario.
     std::vector<std::string> extra_fixtures;
+    // The router's time limit in seconds; 0 keeps router-sim's.
+    int timeout_s = 0;
 };
 
 struct SimResult {

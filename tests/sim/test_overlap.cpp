@@ -75,6 +75,7 @@ TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     const int rounds = env_or("DC_OVERLAP_ROUNDS", 1);
     // The sequence must outlast every reading of the counters.
     Scenario sc;
+    sc.timeout_s = 60 + 30 * rounds;
     sc.store["endis_traffic"] = "0";
     const long long readings = 2 * (3 + 2LL * kLoops * rounds);  // two in each report
     sc.sequences["/proc/net/dev"] = growing_counters(static_cast<int>(readings) + 5);
@@ -144,7 +145,9 @@ TEST(Overlap, KilledRunsLeaveEveryFileWhole) {
                     "p=; for i in routerInfo all eventtype5 routerConfig; do data_collector $i "
                     ">/dev/null 2>&1 & p=\"$p $!\"; done; "
                     "sleep 0.$(( n % 300 + 10 )); kill -9 $p 2>/dev/null; wait; done";
-    SimResult r = run_in_router({"sh", "-c", s});
+    Scenario sc;
+    sc.timeout_s = 60 + kills;
+    SimResult r = run_in_router({"sh", "-c", s}, sc);
     ASSERT_EQ(r.status, 0) << r.err;
     for (const char* doc : {"/tmp/aws_json_routerInfo", "/tmp/aws_json_all",
                             "/tmp/aws_json_eventtype5", "/tmp/aws_json_routerConfig"})
