@@ -15,7 +15,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_TARGETS ?=
 
 PACKAGES := cmake g++ make pkg-config libjson-c-dev libcjson-dev libgtest-dev \
-            libgmock-dev iproute2 util-linux python3-jsonschema
+            libgmock-dev iproute2 util-linux python3-jsonschema busybox-static
 # The router's 32-bit ARM: Debian's cross compiler, the armhf libraries and
 # the user-mode emulator that runs the armhf tests on this machine.
 ARM_PACKAGES := g++-arm-linux-gnueabihf libjson-c-dev:armhf libcjson-dev:armhf \

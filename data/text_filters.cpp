@@ -11,12 +11,29 @@
 
 namespace {
 int uc(char c) { return static_cast<unsigned char>(c); }
+
+// In grep's syntax a repetition with nothing to repeat ("a**", a leading
+// "\{2\}") is taken, where regcomp's strict basic syntax refuses the pattern:
+// GNU grep and busybox's grep (GNU regex) both take it.
+bool compile_as_grep(regex_t* re, const std::string& pattern) {
+#ifdef RE_SYNTAX_GREP
+    *re = regex_t{};
+    reg_syntax_t saved = re_set_syntax(RE_SYNTAX_GREP | RE_ICASE | RE_NO_SUB);
+    bool ok = re_compile_pattern(pattern.data(), pattern.size(), re) == nullptr;
+    re_set_syntax(saved);
+    if (!ok) regfree(re);
+    return ok;
+#else
+    return regcomp(re, pattern.c_str(), REG_ICASE | REG_NOSUB) == 0;
+#endif
+}
+
 }  // namespace
 
 bool LineGrep::any_icase(const std::string& pattern) const {
     // A pattern without the basic expressions' special characters (a MAC
     // address) matches as plain text: no expression to compile per device.
-    if (pattern.find_first_of(".[]*^$\\") == std::string::npos) {
+    if (pattern.find_first_of(".[]*^$\\\n") == std::string::npos) {
         auto same = [](char a, char b) { return tolower(uc(a)) == tolower(uc(b)); };
         return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& line) {
             return std::search(line.begin(), line.end(), pattern.begin(), pattern.end(), same) !=
@@ -24,7 +41,7 @@ bool LineGrep::any_icase(const std::string& pattern) const {
         });
     }
     regex_t re;
-    if (regcomp(&re, pattern.c_str(), REG_ICASE | REG_NOSUB) != 0) return false;
+    if (!compile_as_grep(&re, pattern)) return false;
     bool found = std::any_of(lines_.begin(), lines_.end(), [&re](const std::string& line) {
         return regexec(&re, line.c_str(), 0, nullptr, 0) == 0;
     });

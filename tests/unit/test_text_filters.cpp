@@ -1,0 +1,300 @@
+// The collector does the shell utilities' work itself. Each command line it
+// replaced still runs here as the reference, through /bin/sh (dash with the
+// GNU tools) and through busybox (the router's shell and applets), on the
+// fixtures' texts and on generated ones, and must give what the collector
+// gives. LC_ALL=C for both: the router's busybox knows no locale.
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "test_util.h"
+#include "text_filters.h"
+#include "unit.h"
+
+namespace {
+
+std::string quoted(const std::string& s) {
+    std::string q = "'";
+    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+// What line prints on stdout under shell ("/bin/sh" or "/bin/busybox sh").
+std::string shell_output(const std::string& shell, const std::string& line) {
+    std::string cmd = "LC_ALL=C " + shell + " -c " + quoted(line) + " 2>/dev/null";
+    std::string out;
+    FILE* p = popen(cmd.c_str(), "r");
+    if (!p) return "popen failed";
+    char buf[4096];
+    for (size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+    pclose(p);
+    return out;
+}
+
+// The names in dir (dot files too), each with "/" for a directory.
+std::string listing(const std::string& dir) {
+    std::vector<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d)) {
+            std::string name = e->d_name;
+            if (name == "." || name == "..") continue;
+            struct stat st;
+            bool is_dir = lstat((dir + "/" + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+            names.push_back(name + (is_dir ? "/" : ""));
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    std::string out;
+    for (const std::string& n : names) out += n + " ";
+    return out;
+}
+
+std::string first_word(const std::string& out) {
+    size_t start = out.find_first_not_of(" \t");
+    if (start == std::string::npos) return "";
+    return out.substr(start, out.find_first_of(" \t\n", start) - start);
+}
+
+// text: the file's content, or for ls and rm the entries of the directory,
+// one a line ("name/" a directory, "name@" a symlink to nowhere). arg: the
+// pattern, line number, value or, for ls, what follows the directory.
+struct Input {
+    std::string text, arg;
+};
+
+using Str = const std::string&;
+
+struct Pair {
+    const char* name;
+    bool in_dir;
+    std::string (*line)(Str path, Str arg);
+    // What the collector took from the command's output, or from what it left at path.
+    std::string (*taken)(Str out, Str path);
+    std::string (*ours)(Str path, const Input& in);
+};
+
+std::string output(Str out, Str) { return out; }
+std::string content(Str, Str path) { return slurp(path); }
+
+const Pair kPairs[] = {
+    {"grep", false, [](Str p, Str mac) { return "grep -i -e " + quoted(mac) + " " + p; },
+     [](Str out, Str) { return std::string(out.empty() ? "online" : "offline"); },
+     [](Str, const Input& in) {
+         return std::string(LineGrep(text_lines(in.text)).any_icase(in.arg) ? "offline" : "online");
+     }},
+    {"pot", false, [](Str p, Str) { return "cat " + p + "|grep POT:|awk '{print $2}'"; }, output,
+     [](Str, const Input& in) { return grep_awk_field(in.text, "POT:", 2); }},
+    {"plex", false,
+     [](Str p, Str) { return "cat " + p + " |grep plex_net_state |grep '=1' |wc -l"; },
+     [](Str out, Str) { return std::string(first_line_of(out)); },
+     [](Str, const Input& in) {
+         return std::string(first_line_of(count_lines_holding(in.text, "plex_net_state", "=1")));
+     }},
+    {"dbgMsg", false,
+     [](Str p, Str) {
+         return "cat " + p + " | grep -n '^ *\"dbgMsg\":' | awk -F \":\" '{print $1}'";
+     },
+     output, [](Str, const Input& in) { return matching_line_numbers(in.text, "^ *\"dbgMsg\":"); }},
+    {"dbgLogs", false, [](Str p, Str) { return "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' " + p; },
+     content,
+     [](Str, const Input& in) { return replace_all(in.text, "\"dbgLogs\":{", "\"dbgLogs\":[{"); }},
+    {"brace", false, [](Str p, Str n) { return "sed -i '" + n + "s/}/}]/g' " + p; }, content,
+     [](Str, const Input& in) {
+         return replace_all_on_line(in.text, std::stol(in.arg), "}", "}]");
+     }},
+    {"ls", true, [](Str p, Str sub) { return "ls " + quoted(p + sub); }, output,
+     [](Str p, const Input& in) { return ls_names((p + in.arg).c_str()); }},
+    {"rm", true, [](Str p, Str) { return "rm " + p + "/thermal_wifi*"; },
+     [](Str, Str p) { return listing(p); },
+     [](Str p, const Input&) {
+         remove_prefixed(p.c_str(), "thermal_wifi");
+         return listing(p);
+     }},
+    // No output (an unreadable file) reads as 0.
+    {"wc", false, [](Str p, Str) { return "wc -l " + p; },
+     [](Str out, Str) { return out.empty() ? "0" : first_word(out); },
+     [](Str p, const Input&) { return std::to_string(get_file_line_num(p.c_str())); }},
+    // Only plain values (letters, digits, no backslash, no leading '-'): dash's
+    // echo reads backslash escapes, busybox's does not, and "-n" is an option.
+    {"echo", false, [](Str p, Str v) { return "echo " + v + " > " + p; }, content,
+     [](Str, const Input& in) { return in.arg + "\n"; }},
+};
+
+// Deterministic: the same inputs on every machine (mt19937's output is fixed).
+class Gen {
+   public:
+    size_t below(size_t n) { return rng_() % n; }
+    template <size_t N>
+    std::string join(const char* const (&tokens)[N], size_t most) {
+        std::string s;
+        for (size_t i = below(most + 1); i > 0; --i) s += tokens[below(N)];
+        return s;
+    }
+
+   private:
+    std::mt19937 rng_{20240607};
+};
+
+// No NUL: GNU grep takes such a file for binary and prints no line of it.
+const char* const kTextTokens[] = {
+    "a4:83:e7:10:00:0b", "A4:83:E7:10:00:0C", "a4:83", "POT:", "POT: 2880", "POT:\t7 x", "pot: 1",
+    "plex_net_state", "plex_net_state2=1", "=1", "=", ":", "\"dbgLogs\":{", "\"dbgMsg\":",
+    "  \"dbgMsg\": \"a\"", "\t\"dbgMsg\":", "{", "}", "}}", " ", "  ", "\t", "\r", "\n", "\n", "\n",
+    "\n\n", "x", "42", ".", "*", "[", "]", "^", "$", "\\", "'", "\xc3\xa9", "\xff"};
+// A backslash only before an operator or another backslash: GNU grep reads
+// "\e" as "e", busybox's grep (GNU regex, as the collector) matches nothing.
+const char* const kPatternTokens[] = {
+    "a4", "A4:83", "e7", ":", "0b", "0C", ".", "*", "\\.", "[0-9a-f]", "[[:xdigit:]]", "[^:]",
+    "\\(", "\\)", "\\{2\\}", "\\1", "^", "$", "\\\\", "\\+", "\\?", "\\|", "[", "]", "x", " ", "\t",
+    "-", "POT", "{", "}", "\\<", "\\w", "\xc3\xa9"};
+// Directory entries for ls and rm.
+const char* const kNames[] = {
+    "thermal_wifi0.conf\n", "thermal_wifi\n", "thermal_wifi3/\n", "thermal_wifi4@\n",
+    "thermal_board.conf\n", "Thermal_wifi1\n", ".thermal_wifi2\n", "0:0:0:0/\n", "a b\n", "B\n",
+    "b\n", "_x\n", "~z\n", "-n\n", "z@\n", "\xc3\xa9t\xc3\xa9\n"};
+// A symlink to nowhere is left out: GNU ls names it, busybox's (as the
+// collector) lists nothing.
+const char* const kLsArgs[] = {"", "", "", "/B", "/0:0:0:0", "/missing", "/thermal_wifi3"};
+const char kValueChars[] = "abcXYZ0189_.:";
+
+std::string source(const char* rel) { return slurp(std::string(DC_SOURCE_DIR "/") + rel); }
+
+// The entries of a fixture directory, as Input::text gives them.
+std::string entries_of(const char* rel) {
+    std::string text;
+    std::string dir = std::string(DC_SOURCE_DIR "/") + rel;
+    for (const std::string& name : text_lines(ls_names(dir.c_str()))) {
+        struct stat st;
+        bool is_dir = stat((dir + "/" + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+        text += name + (is_dir ? "/\n" : "\n");
+    }
+    return text;
+}
+
+std::vector<Input> fixture_inputs(const std::string& pair) {
+    const std::string doc = source("docs/golden/eventtype10.json");
+    // As the collector writes the document, before the edits.
+    const std::string written =
+        "{\n  \"routerHardware\":{\n    \"eventType\":10\n  },\n  \"dbgLogs\":{\n"
+        "    \"dbglogType\":\"Flash\",\n    \"dbgMsg\":\"a \\\"dbgMsg\\\":\\n\"\n  }\n}";
+    if (pair == "grep") {
+        std::vector<Input> in;
+        for (const std::string& line :
+             text_lines(source("sim/router/rootfs/tmp/netscan/attach_device")))
+            in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"),
+                          first_word(line.substr(line.find(' ')))});
+        in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"), "a4:83:E7:10:00:0c"});
+        // Both greps repeat a repetition; regcomp's strict syntax refused it.
+        in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"), "A4:83:E7:10:00:0B**"});
+        return in;
+    }
+    if (pair == "pot")
+        return {
+            {shell_output("/bin/sh", DC_SOURCE_DIR "/sim/router/rootfs/usr/bin/pot_tool get"), ""}};
+    if (pair == "plex")
+        return {{source("sim/router/store.d/60-usb-satellite.store"), ""},
+                {source("sim/layers/hostile/store.d/61-hostile-usb-satellite.store"), ""}};
+    if (pair == "dbgMsg" || pair == "dbgLogs") return {{doc, ""}, {written, ""}};
+    if (pair == "brace")
+        return {{doc, "42"}, {written, "7"}, {replace_all(written, "\":{", "\":[{"), "7"}};
+    if (pair == "ls")
+        return {{entries_of("sim/router/rootfs/sys/block/sda/device/scsi_device"), ""},
+                {entries_of("sim/router/rootfs/tmp/cache/wireless"), ""}};
+    if (pair == "rm") return {{entries_of("sim/router/rootfs/tmp/cache/wireless"), ""}};
+    if (pair == "wc")
+        return {
+            {source("sim/router/rootfs/tmp/netscan/attach_device"), ""}, {doc, ""}, {written, ""}};
+    return {{"old\n", "na"}, {"", "A42B8C5E71D1"}};
+}
+
+std::vector<Input> generated_inputs(const std::string& pair, size_t count) {
+    Gen gen;
+    std::vector<Input> in(count);
+    for (Input& i : in) {
+        if (pair == "ls" || pair == "rm") {
+            // busybox's ls prints a byte past ASCII as '?', GNU's as it is.
+            for (const char* name : kNames)
+                if (gen.below(2) && (pair == "rm" || name[0] != '\xc3')) i.text += name;
+            i.arg = pair == "ls" ? kLsArgs[gen.below(std::size(kLsArgs))] : "";
+            continue;
+        }
+        i.text = gen.join(kTextTokens, 24);
+        if (pair == "grep") {
+            // grep takes a pattern's lines as patterns of their own; a MAC has none.
+            i.arg = gen.join(kPatternTokens, 4);
+        } else if (pair == "pot") {
+            // busybox's awk splits fields at any white space (a CR too), the
+            // others at blanks only; the collector does as the latter.
+            i.text.erase(std::remove(i.text.begin(), i.text.end(), '\r'), i.text.end());
+        } else if (pair == "brace") {
+            i.arg = std::to_string(1 + gen.below(8));
+        } else if (pair == "echo") {
+            for (size_t n = 1 + gen.below(12); n > 0; --n)
+                i.arg += kValueChars[gen.below(sizeof kValueChars - 1)];
+        }
+    }
+    return in;
+}
+
+class TextFilters : public TempDirTest,
+                    public ::testing::WithParamInterface<std::tuple<size_t, bool>> {
+   protected:
+    // Lays in out at path at: the file's text, or the directory's entries.
+    void lay(const Pair& pair, const Input& in, const std::string& at) {
+        if (!pair.in_dir) {
+            std::ofstream(at, std::ios::binary | std::ios::trunc) << in.text;
+            return;
+        }
+        ASSERT_EQ(system(("rm -rf " + quoted(at)).c_str()), 0);
+        ASSERT_EQ(mkdir(at.c_str(), 0755), 0);
+        for (const std::string& entry : text_lines(in.text)) {
+            std::string p = at + "/" + entry.substr(0, entry.size() - 1);
+            if (entry.back() == '/')
+                ASSERT_EQ(mkdir(p.c_str(), 0755), 0);
+            else if (entry.back() == '@')
+                ASSERT_EQ(symlink("nowhere", p.c_str()), 0);
+            else
+                std::ofstream(at + "/" + entry) << "x";
+        }
+    }
+};
+
+TEST_P(TextFilters, AsTheCommandLine) {
+    const Pair& pair = kPairs[std::get<0>(GetParam())];
+    const bool busybox = std::get<1>(GetParam());
+    const std::string shell = busybox ? "/bin/busybox sh" : "/bin/sh";
+    if (busybox && access("/bin/busybox", X_OK) != 0)
+        GTEST_SKIP() << "no /bin/busybox (Debian package busybox-static)";
+    std::vector<Input> inputs = fixture_inputs(pair.name);
+    for (Input& in : generated_inputs(pair.name, 40)) inputs.push_back(in);
+    const std::string at = path("in");
+    int failures = 0;
+    for (const Input& in : inputs) {
+        lay(pair, in, at);
+        std::string line = pair.line(at, in.arg);
+        std::string got = pair.taken(shell_output(shell, line), at);
+        lay(pair, in, at);
+        std::string ours = pair.ours(at, in);
+        EXPECT_EQ(ours, got) << shell << " -c " << quoted(line) << "\non "
+                             << ::testing::PrintToString(in.text);
+        if (ours != got && ++failures == 5) break;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, TextFilters,
+                         ::testing::Combine(::testing::Range<size_t>(0, std::size(kPairs)),
+                                            ::testing::Bool()),
+                         [](const auto& info) {
+                             return std::string(kPairs[std::get<0>(info.param)].name) +
+                                    (std::get<1>(info.param) ? "_busybox" : "_sh");
+                         });
+
+}  // namespace
