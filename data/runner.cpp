@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -385,27 +384,10 @@ int run_with_files(const char* path, char* const* argv, const char* output, cons
     return r.timed_out ? -1 : r.status;
 }
 
-RunLock::RunLock(const std::string& lock_path) {
-    int fd = open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) return;
-    long start = now_ms();
-    long deadline = start + std::min<long>(DC_CHILD_TIMEOUT_MS, std::max(g_budget_ms, 0L));
-    for (int slice = 1;; slice = std::min(slice * 2, kMaxSliceMs)) {
-        if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
-            fd_ = fd;
-            break;
-        }
-        if ((errno != EWOULDBLOCK && errno != EINTR) || now_ms() >= deadline) {
-            close(fd);
-            break;
-        }
-        poll(nullptr, 0, slice);
-    }
-    g_budget_ms -= now_ms() - start;
-}
-
-RunLock::~RunLock() {
-    if (fd_ >= 0) close(fd_);  // closing releases the lock
+RunLock::RunLock(const std::string& lock_path)
+    : start_(now_ms()),
+      lock_(lock_path, std::min<long>(DC_CHILD_TIMEOUT_MS, std::max(g_budget_ms, 0L))) {
+    g_budget_ms -= now_ms() - start_;
 }
 
 void runner_forget_stopped() {

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "file_update.h"
+
 // How long one tool may run before it is stopped (milliseconds).
 #ifndef DC_CHILD_TIMEOUT_MS
 #define DC_CHILD_TIMEOUT_MS 5000
@@ -88,13 +90,11 @@ int run_with_files(const char* path, char* const* argv, const char* output, cons
 class RunLock {
 public:
     explicit RunLock(const std::string& lock_path);
-    ~RunLock();
-    RunLock(const RunLock&) = delete;
-    RunLock& operator=(const RunLock&) = delete;
-    bool held() const { return fd_ >= 0; }
+    bool held() const { return lock_.held(); }
 
 private:
-    int fd_ = -1;
+    long start_;
+    file_update::Lock lock_;
 };
 
 // The tools stopped so far in this run (for tests).

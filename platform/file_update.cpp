@@ -1,10 +1,12 @@
 #include "file_update.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,16 +14,20 @@
 
 namespace file_update {
 
-Lock::Lock(const std::string& lock_path) {
-    fd_ = open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd_ < 0) return;
-    while (flock(fd_, LOCK_EX) != 0) {
-        if (errno != EINTR) {
-            close(fd_);
-            fd_ = -1;
+Lock::Lock(const std::string& lock_path, long max_wait_ms) {
+    int fd = open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) return;
+    const int how = max_wait_ms < 0 ? LOCK_EX : LOCK_EX | LOCK_NB;
+    for (long waited = 0, slice = 1;; waited += slice, slice = std::min(slice * 2, 50L)) {
+        if (flock(fd, how) == 0) {
+            fd_ = fd;
             return;
         }
+        if ((errno != EWOULDBLOCK && errno != EINTR) || (max_wait_ms >= 0 && waited >= max_wait_ms))
+            break;
+        if (errno == EWOULDBLOCK) poll(nullptr, 0, static_cast<int>(slice));
     }
+    close(fd);
 }
 
 Lock::~Lock() {

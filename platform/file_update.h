@@ -10,10 +10,11 @@
 namespace file_update {
 
 // Holds an exclusive flock on lock_path for its lifetime (created when
-// missing). held() is false when the lock could not be had.
+// missing), waiting for it at most max_wait_ms (for good when negative).
+// held() is false when the lock could not be had.
 class Lock {
 public:
-    explicit Lock(const std::string& lock_path);
+    explicit Lock(const std::string& lock_path, long max_wait_ms = -1);
     ~Lock();
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
