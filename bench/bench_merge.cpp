@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "Add_object.h"
-#include "json_trim.h"
+#include "event_document.h"
 #include "merge_reference.h"
 #include "zol_json.h"
 

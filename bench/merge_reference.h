@@ -7,7 +7,7 @@
 
 #include <sys/stat.h>
 
-#include "data_collector.h"
+#include "event_document.h"
 #include "zol_json.h"
 
 namespace reference {

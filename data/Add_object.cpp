@@ -95,57 +95,9 @@ int zol_json_object_double_to_json_string(json_object* jso, struct printbuf* pb,
 
 namespace {
 
-// Length of the valid UTF-8 sequence at s (RFC 3629: no overlong forms, no
-// surrogates, nothing above U+10FFFF), or 0 when s[0] starts none.
-std::size_t utf8_sequence(const unsigned char* s, std::size_t len)
-{
-    unsigned char c = s[0];
-    if (c < 0x80)
-        return 1;
-    std::size_t n;
-    unsigned char lo = 0x80, hi = 0xBF;  // bounds of the second byte
-    if (c >= 0xC2 && c <= 0xDF) {
-        n = 2;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-        n = 3;
-        if (c == 0xE0) lo = 0xA0;
-        if (c == 0xED) hi = 0x9F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-        n = 4;
-        if (c == 0xF0) lo = 0x90;
-        if (c == 0xF4) hi = 0x8F;
-    } else {
-        return 0;
-    }
-    if (len < n || s[1] < lo || s[1] > hi)
-        return 0;
-    for (std::size_t i = 2; i < n; ++i) {
-        if ((s[i] & 0xC0) != 0x80)
-            return 0;
-    }
-    return n;
-}
-
 const char kReplacement[] = "\xEF\xBF\xBD";  // U+FFFD
 
 }  // namespace
-
-std::size_t utf8_valid_prefix(const char* s, std::size_t len)
-{
-    const unsigned char* u = reinterpret_cast<const unsigned char*>(s);
-    std::size_t i = 0;
-    while (i < len) {
-        if (u[i] < 0x80) {  // the common case: plain ASCII
-            ++i;
-            continue;
-        }
-        std::size_t n = utf8_sequence(u + i, len - i);
-        if (n == 0)
-            break;
-        i += n;
-    }
-    return i;
-}
 
 std::string utf8_repair(const char* s, std::size_t len)
 {

@@ -23,8 +23,6 @@ int zol_json_object_double_to_json_string(json_object* jso, struct printbuf* pb,
 // becomes U+FFFD, so a strict parser in the cloud accepts the document.
 json_object* zol_json_object_new_string(const char* s);
 json_object* zol_json_object_new_string_len(const char* s, std::size_t len);
-// Length of the longest prefix of s[0..len) that is valid UTF-8.
-std::size_t utf8_valid_prefix(const char* s, std::size_t len);
 // s[0..len) with each invalid byte replaced by U+FFFD.
 std::string utf8_repair(const char* s, std::size_t len);
 // Makes a tree read from outside (another producer's document) fit for a

@@ -13,9 +13,7 @@
 
 #include "Add_object.h"
 #include "config_store.h"
-#include "connectedDevice.h"
 #include "file_update.h"
-#include "json_trim.h"
 #include "text_filters.h"
 #include "unit.h"
 
@@ -47,6 +45,11 @@ const device_type_list type_list[54] = {
     {49, "XR2250", "20"},               {50, "VoIP", "10"},
     {51, "Iphone6", "30"},              {52, "Kavo", "20"},
     {53, "Amazon Fire TV", "20"},       {54, "Smart Watch", "20"},
+};
+
+connected_device connectedDevices[8] = {
+    {"wired", 0, 0}, {"wireless", 0, 0}, {"VPN", 0, 0}, {"2.4G", 0, 0},
+    {"5G", 0, 0},    {"6G", 0, 0},       {"60G", 0, 0}, {nullptr, 0, 0},
 };
 
 namespace {

@@ -19,6 +19,18 @@ extern const device_type_list type_list[54];
 // "Other" (type 47) for anything that is not a number from 1 to 54.
 const char* get_device_type_name(const char* type_id_str);
 
+// The counters of the connectedDevice summary, kept here because the
+// scanner's list and the recognition engine's lists fill them too.
+struct connected_device {
+    const char* type;
+    int flag;   // 1 once the band's section was seen in the station dump
+    int total;
+};
+// Rows by position: wired, wireless, VPN, 2.4G, 5G, 6G, 60G, end mark. The
+// counts live for the run and are never reset: one summary per process.
+enum ConnectedRow { kRowWired, kRowWireless, kRowVPN, kRow24G, kRow5G, kRow6G, kRow60G };
+extern connected_device connectedDevices[8];
+
 // ---- text of the scanner's and the VPN server's files ------------------------
 
 // Calls f(line) for each line of text without its newline, each line cut to at

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "Add_object.h"
-#include "collect_generic.h"
+#include "diagnostic_log.h"
 #include "unit.h"
 #include "xagent.h"
 

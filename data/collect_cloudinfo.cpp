@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "collect_generic.h"
-#include "data_collector.h"
+#include "event_document.h"
 #include "file_update.h"
 #include "unit.h"
 #include "zol_json.h"

@@ -6,7 +6,8 @@
 #include "Add_object.h"
 #include "collect_router.h"
 #include "config_store.h"
-#include "data_collector.h"
+#include "diagnostic_log.h"
+#include "event_document.h"
 #include "unit.h"
 #include "zol_json.h"
 
@@ -80,16 +81,6 @@ const char* lookup_code(const code_text (&table)[N], const char* code, const cha
     return fallback;
 }
 
-// Counters beyond this are corrupt input; clamping keeps the sums of a few
-// of them inside 64 bits.
-constexpr long long kCounterClamp = 1LL << 52;
-
-long long clamp_counter(long long v) {
-    if (v > kCounterClamp) return kCounterClamp;
-    if (v < -kCounterClamp) return -kCounterClamp;
-    return v;
-}
-
 
 // 1 for "1", 2 for "0", 0 for anything else (the cloud's consent encoding).
 int consent_option(const char* key) {
@@ -128,15 +119,6 @@ json_object* alarm_event(const char* alarm, const char* reason, const char* info
     json_object_object_add(obj, alarm, reason_obj);
     json_object_object_add(obj, info_name, info);
     return obj;
-}
-
-// Whole file as a C text (it ends at a NUL byte, as the cloud reads it), at
-// most kDiagnosticLogMax bytes; false when unreadable.
-bool read_log_text(const char* file, std::string& text) {
-    text.clear();
-    if (!read_whole_file(file, text, kDiagnosticLogMax)) return false;
-    text.resize(strlen(text.c_str()));
-    return true;
 }
 
 cpu_counters sample_cpu() {
@@ -312,25 +294,6 @@ void threashold_check_setting() {
     snprintf(memoryUtilizationsHigh, sizeof memoryUtilizationsHigh, "%s%%",
              get_second_object_string_from_file(kPolicyFile, "eventLogPolicy",
                                                 "memoryUtilizationsHigh"));
-}
-
-long long meminfo_kb(const char* line) {
-    char copy[64];
-    strncpyt(copy, line, sizeof copy);
-    return clamp_counter(strtoll(last_str(copy), nullptr, 10));
-}
-
-void get_full_content_from_file(const char* file, json_object* root, const char* name) {
-    std::string text;
-    read_log_text(file, text);
-    get_full_content_from_text(text, root, name);
-}
-
-void get_full_content_from_text(std::string text, json_object* root, const char* name) {
-    if (text.size() > kDiagnosticLogMax) text.resize(kDiagnosticLogMax);
-    text.resize(strlen(text.c_str()));
-    if (text == "\n") text.clear();
-    Add_object_string(root, name, text.c_str());
 }
 
 // What a tool prints, or a system file holds, as a diagnostic member.

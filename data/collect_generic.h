@@ -25,12 +25,6 @@ void collect_MemoryUtilizationsInfo();
 void threashold_check_setting();
 // The lines of the meminfo reading that the memory event took.
 void meminfo_from_snapshot(char* mem_total, char* mem_free, char* mem_buff, char* mem_cache);
-void get_full_content_from_file(const char* file, json_object* root, const char* name);
-// The same for text already read (what a tool printed).
-void get_full_content_from_text(std::string text, json_object* root, const char* name);
-// The kB count of a meminfo line ("MemTotal:   262144 kB"), clamped to 2^52;
-// 0 when the line is missing or has fewer than two words.
-long long meminfo_kb(const char* line);
 
 // Kernel reboot and firmware upgrade
 json_object* get_event0_json();
@@ -38,12 +32,6 @@ json_object* get_firmwareUpgrade_json();
 void get_fwupgrade_log(json_object* object);
 
 // ---- pieces of the measurements, usable on plain text ----------------------
-// Diagnostic texts (top, ps, slab and meminfo listings, the kernel crash log)
-// are read up to this many bytes; a larger file is cut there. 1 MiB is far
-// beyond what those listings hold on a router and keeps a runaway file from
-// exhausting the router's memory or the cloud's message size.
-constexpr size_t kDiagnosticLogMax = 1u << 20;
-
 // Total and idle jiffies of the aggregate "cpu " line of /proc/stat.
 struct cpu_counters {
     uint64_t total;

@@ -15,9 +15,9 @@
 #include "Add_object.h"
 #include "aegix.h"
 #include "collect_circleV2.h"
-#include "collect_router.h"
+#include "collect_router_traffic.h"
 #include "collect_wifi.h"
-#include "data_collector.h"
+#include "event_document.h"
 #include "unit.h"
 #include "xagent.h"
 

@@ -9,10 +9,6 @@
 #include "fing.h"
 #include "unit.h"
 
-connected_device connectedDevices[8] = {
-    {"wired", 0, 0}, {"wireless", 0, 0}, {"VPN", 0, 0}, {"2.4G", 0, 0},
-    {"5G", 0, 0},    {"6G", 0, 0},       {"60G", 0, 0}, {nullptr, 0, 0},
-};
 int support_fing = 0;
 int dev_num = 0;
 

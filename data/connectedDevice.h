@@ -6,15 +6,8 @@
 
 #include <string>
 
-struct connected_device {
-    const char* type;
-    int flag;   // 1 once the band's section was seen in the station dump
-    int total;
-};
-// Rows by position: wired, wireless, VPN, 2.4G, 5G, 6G, 60G, end mark. The
-// counts live for the run and are never reset: one summary per process.
-enum ConnectedRow { kRowWired, kRowWireless, kRowVPN, kRow24G, kRow5G, kRow6G, kRow60G };
-extern connected_device connectedDevices[8];
+#include "attach_device.h"  // the counter table the summary reports
+
 extern int support_fing;  // 1 when the device-recognition engine runs
 extern int dev_num;       // wired + wireless + VPN, set by get_connectedDevice_json
 

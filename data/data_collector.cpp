@@ -21,6 +21,7 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
+#include "collect_router_dbglog.h"
 #include "collect_router_config.h"
 #include "collect_ssorap.h"
 #include "collect_usb.h"
@@ -32,20 +33,15 @@
 #include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "connectedDevice.h"
+#include "event_document.h"
 #include "file_update.h"
 #include "generate_crtkt.h"
 #include "interleave.h"
-#include "json_trim.h"
 #include "strict_json.h"
-#include "Add_object.h"
 #include "unit.h"
 #include "zol_json.h"
 
-int de_features = 0;
-int eventtype = 0;
-
 namespace {
-
 
 // What runs killed on the way left under names of their own ("BASE.PID",
 // the process gone): a router's /tmp is its memory.
@@ -84,9 +80,6 @@ void publish(const std::string& work, const char* file) {
     unlink(work.c_str());
 }
 
-const unsigned long kMaxJsonSize = 0x20000;
-const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
-
 // Builds a document of routerHardware plus the given members, in order, and
 // writes it. Builders may return null (a member that could not be made);
 // json-c then stores null, which is what the cloud already sees for it.
@@ -100,111 +93,11 @@ void write_document(const char* file, int type, const std::vector<Member>& membe
     dump_json_to_file(root.get(), file);
 }
 
-void report_overflow(const char* func, int line, const char* member) {
-    DC_TRACE(func, line, "%s", kTooLarge);
-    printf("%s\n", kTooLarge);
-    RA_logger("%s (%s)", kTooLarge, member);
-}
-
-// Last step of every merge: the secondary file's member joins the main
-// document (null when the secondary file or the member is missing).
-void merge_member(const char* root_file, const char* side_file, const char* member) {
-    if (merge_member_text(root_file, side_file, member)) return;
-    JsonPtr root(json_object_from_file(root_file));
-    if (!root || !json_object_is_type(root.get(), json_type_object)) return;
-    JsonPtr side(json_object_from_file(side_file));
-    json_object* value = nullptr;
-    if (side && json_object_object_get_ex(side.get(), member, &value)) json_object_get(value);
-    json_object_object_add(root.get(), member, value);
-    dump_json_to_file(root.get(), root_file);
-}
-
 }  // namespace
-
-// ---- event document files ---------------------------------------------------
-
-// The last guard of every document: trees read back from files (merges,
-// other producers' documents) may hold text or numbers a strict parser
-// rejects; what the writers built is already clean and passes unchanged.
-void dump_json_to_file(json_object* root, const char* file) {
-    json_object* strict = json_make_strict(json_object_get(root));
-    const char* text = json_object_to_json_string_ext(strict, JSON_C_TO_STRING_PRETTY);
-    if (text && file) file_update::replace_keep_mode(file, text);
-    json_object_put(strict);
-}
-
-void delete_array_from_file(const char* file, const char* object_name, const char* data_name,
-                            int num) {
-    JsonPtr doc(json_object_from_file(file));
-    json_object* obj = nullptr;
-    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
-    json_object* arr = local_json_object_object_get(obj, data_name);
-    if (json_object_is_type(arr, json_type_array) && num >= 0) {
-        size_t len = json_object_array_length(arr);
-        size_t keep = static_cast<size_t>(num);
-        if (keep < len) json_object_array_del_idx(arr, keep, len - keep);
-    }
-    dump_json_to_file(doc.get(), file);
-}
-
-void delete_array_idx_from_file(const char* file, const char* object_name,
-                                const char* data_name, int idx) {
-    JsonPtr doc(json_object_from_file(file));
-    json_object* obj = nullptr;
-    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
-    json_object* arr = local_json_object_object_get(obj, data_name);
-    if (json_object_is_type(arr, json_type_array) && idx >= 0)
-        json_object_array_del_idx(arr, static_cast<size_t>(idx), 1);
-    dump_json_to_file(doc.get(), file);
-}
-
-int get_second_object_int_from_file(const char* file, const char* object_name,
-                                    const char* data_name) {
-    JsonPtr doc(json_object_from_file(file));
-    json_object* obj = nullptr;
-    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return 0;
-    return json_object_get_int(local_json_object_object_get(obj, data_name));
-}
 
 void init_data() {
     config_set("gwDisconnDuration", "0");
     config_set("internetDisconnDuration", "0");
-}
-
-void combine_json(const char* root_file, const char* conndev_file) {
-    unsigned long root_size = file_size(root_file);
-    unsigned long side_size = file_size(conndev_file);
-    int n = get_second_object_int_from_file(conndev_file, "connectedDeviceDetails",
-                                            "numberOfDevices");
-    if (root_size + side_size > kMaxJsonSize) {
-        report_overflow("combine_json", 133, "connectedDeviceDetails");
-        trim_by_average(conndev_file, "connectedDeviceDetails", "connDevices", root_size, n,
-                        kMaxJsonSize);
-    }
-    merge_member(root_file, conndev_file, "connectedDeviceDetails");
-}
-
-void combine_connectevent_json(const char* root_file, const char* connevent_file) {
-    unsigned long root_size = file_size(root_file);
-    unsigned long side_size = file_size(connevent_file);
-    // The firmware read numberOfEvents back here and never used it: trimming
-    // goes by size, so the side file is not parsed for it.
-    if (root_size + side_size > kMaxJsonSize) {
-        report_overflow("combine_connectevent_json", 166, "wifiConnectEvent");
-        trim_oldest(connevent_file, "wifiConnectEvent", "event", root_size, kMaxJsonSize);
-    }
-    merge_member(root_file, connevent_file, "wifiConnectEvent");
-}
-
-void combine_scanresult_json(const char* root_file, const char* scan_file, int count) {
-    (void)count;  // the caller's array count is not used: trimming goes by size
-    unsigned long root_size = file_size(root_file);
-    unsigned long side_size = file_size(scan_file);
-    if (root_size + side_size > kMaxJsonSize) {
-        report_overflow("combine_scanresult_json", 201, "wifiScanResult");
-        trim_oldest(scan_file, "wifiScanResult", "wifiScanResult", root_size, kMaxJsonSize);
-    }
-    merge_member(root_file, scan_file, "wifiScanResult");
 }
 
 // ---- collect functions --------------------------------------------------------

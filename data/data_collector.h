@@ -1,10 +1,7 @@
-// Entry, command table and event document files.
+// Entry and command table: one collect function per item word.
 #pragma once
 
 #include <json-c/json.h>
-
-extern int de_features;  // 1 on the model "ZT410"
-extern int eventtype;    // reported as routerHardware.eventType
 
 struct data_colletor_t {
     const char* name;
@@ -16,16 +13,6 @@ int data_collector_main(int argc, char** argv);
 void show_usage();
 void unified_modelname(char* name);
 
-void dump_json_to_file(json_object* root, const char* file);
-void combine_json(const char* root_file, const char* conndev_file);
-void combine_connectevent_json(const char* root_file, const char* connevent_file);
-void combine_scanresult_json(const char* root_file, const char* scan_file, int count);
-void delete_array_from_file(const char* file, const char* object_name, const char* data_name,
-                            int num);
-void delete_array_idx_from_file(const char* file, const char* object_name,
-                                const char* data_name, int idx);
-int get_second_object_int_from_file(const char* file, const char* object_name,
-                                    const char* data_name);
 void init_data();
 
 void collect_event4(char* file);

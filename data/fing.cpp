@@ -11,8 +11,7 @@
 
 #include "Add_object.h"
 #include "attach_device.h"
-#include "connectedDevice.h"
-#include "data_collector.h"
+#include "event_document.h"
 #include "file_update.h"
 #include "unit.h"
 #include "zol_json.h"

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "dc_credentials.h"
-#include "unit.h"
 
 namespace {
 

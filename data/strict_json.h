@@ -9,3 +9,6 @@
 // On failure *why (when given) says what and where, e.g. "invalid UTF-8 at byte 12".
 bool json_text_is_strict(const char* text, std::size_t len, std::string* why = nullptr);
 
+
+// Length of the longest prefix of s[0..len) that is valid UTF-8.
+std::size_t utf8_valid_prefix(const char* s, std::size_t len);

@@ -7,8 +7,9 @@
 
 #include "Add_object.h"
 #include "collect_cloudinfo.h"
-#include "data_collector.h"
+#include "event_document.h"
 #include "fuzz_util.h"
+#include "strict_json.h"
 #include "unit.h"
 #include "zol_json.h"
 

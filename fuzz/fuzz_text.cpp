@@ -10,6 +10,8 @@
 #include "collect_eventtype5.h"
 #include "collect_generic.h"
 #include "collect_router.h"
+#include "collect_router_gateway.h"
+#include "collect_router_traffic.h"
 #include "collect_router_config.h"
 #include "collect_satelliteinfo.h"
 #include "collect_usb_media.h"

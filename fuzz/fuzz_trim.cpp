@@ -6,7 +6,7 @@
 #include "../bench/merge_reference.h"
 #include "Add_object.h"
 #include "fuzz_util.h"
-#include "json_trim.h"
+#include "event_document.h"
 #include "unit.h"
 #include "zol_json.h"
 

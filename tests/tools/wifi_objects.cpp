@@ -13,7 +13,7 @@
 #include "collect_wifi_analytics.h"
 #include "collect_wifi_config.h"
 #include "collect_wifi_connect.h"
-#include "data_collector.h"
+#include "event_document.h"
 #include "zol_json.h"
 
 int main(int argc, char** argv) {

@@ -1,4 +1,5 @@
 #include "collect_generic.h"
+#include "diagnostic_log.h"
 #include "test_util.h"
 #include "unit.h"
 #include "zol_json.h"

@@ -6,8 +6,7 @@
 
 #include "../../bench/merge_reference.h"
 #include "Add_object.h"
-#include "data_collector.h"
-#include "json_trim.h"
+#include "event_document.h"
 #include "test_util.h"
 #include "zol_json.h"
 

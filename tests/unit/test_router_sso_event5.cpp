@@ -2,6 +2,7 @@
 // and the Internet disconnect event.
 #include "collect_eventtype5.h"
 #include "collect_router.h"
+#include "collect_router_dbglog.h"
 #include "collect_ssorap.h"
 #include "config_store.h"
 #include "test_util.h"

@@ -5,6 +5,7 @@
 
 #include "collect_otp.h"
 #include "collect_router.h"
+#include "collect_router_gateway.h"
 #include "test_util.h"
 #include "zol_json.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "collect_circleV2.h"
-#include "collect_router.h"
+#include "collect_router_traffic.h"
 #include "config_store.h"
 #include "test_util.h"
 #include "zol_json.h"

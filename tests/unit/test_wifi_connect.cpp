@@ -7,7 +7,7 @@
 
 #include "collect_wifi_analytics.h"
 #include "collect_wifi_connect.h"
-#include "json_trim.h"
+#include "event_document.h"
 #include "test_util.h"
 #include "zol_json.h"
 

@@ -1,4 +1,4 @@
-#include "json_trim.h"
+#include "event_document.h"
 
 #include <sys/stat.h>
 
@@ -9,10 +9,13 @@
 #include <vector>
 
 #include "Add_object.h"
-#include "data_collector.h"
+#include "file_update.h"
 #include "strict_json.h"
 #include "unit.h"
 #include "zol_json.h"
+
+int de_features = 0;
+int eventtype = 0;
 
 unsigned long file_size(const char* path) {
     // Saturated far above the 128 KiB ceiling, so that the sum of two sizes
@@ -360,4 +363,110 @@ void trim_by_average(const char* file, const char* object_name, const char* arra
                              [&](size_t m) { return sizer.print(0, m); });
     sizer.keep(0, kept);
     json_object_to_file_ext(file, l.doc.get(), kPretty);
+}
+
+// ---- event document files ---------------------------------------------------
+
+// The last guard of every document: trees read back from files (merges,
+// other producers' documents) may hold text or numbers a strict parser
+// rejects; what the writers built is already clean and passes unchanged.
+void dump_json_to_file(json_object* root, const char* file) {
+    json_object* strict = json_make_strict(json_object_get(root));
+    const char* text = json_object_to_json_string_ext(strict, JSON_C_TO_STRING_PRETTY);
+    if (text && file) file_update::replace_keep_mode(file, text);
+    json_object_put(strict);
+}
+
+void delete_array_from_file(const char* file, const char* object_name, const char* data_name,
+                            int num) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
+    json_object* arr = local_json_object_object_get(obj, data_name);
+    if (json_object_is_type(arr, json_type_array) && num >= 0) {
+        size_t len = json_object_array_length(arr);
+        size_t keep = static_cast<size_t>(num);
+        if (keep < len) json_object_array_del_idx(arr, keep, len - keep);
+    }
+    dump_json_to_file(doc.get(), file);
+}
+
+void delete_array_idx_from_file(const char* file, const char* object_name,
+                                const char* data_name, int idx) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return;
+    json_object* arr = local_json_object_object_get(obj, data_name);
+    if (json_object_is_type(arr, json_type_array) && idx >= 0)
+        json_object_array_del_idx(arr, static_cast<size_t>(idx), 1);
+    dump_json_to_file(doc.get(), file);
+}
+
+int get_second_object_int_from_file(const char* file, const char* object_name,
+                                    const char* data_name) {
+    JsonPtr doc(json_object_from_file(file));
+    json_object* obj = nullptr;
+    if (!doc || !json_object_object_get_ex(doc.get(), object_name, &obj)) return 0;
+    return json_object_get_int(local_json_object_object_get(obj, data_name));
+}
+
+namespace {
+
+const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
+
+void report_overflow(const char* func, int line, const char* member) {
+    DC_TRACE(func, line, "%s", kTooLarge);
+    printf("%s\n", kTooLarge);
+    RA_logger("%s (%s)", kTooLarge, member);
+}
+
+// Last step of every merge: the secondary file's member joins the main
+// document (null when the secondary file or the member is missing).
+void merge_member(const char* root_file, const char* side_file, const char* member) {
+    if (merge_member_text(root_file, side_file, member)) return;
+    JsonPtr root(json_object_from_file(root_file));
+    if (!root || !json_object_is_type(root.get(), json_type_object)) return;
+    JsonPtr side(json_object_from_file(side_file));
+    json_object* value = nullptr;
+    if (side && json_object_object_get_ex(side.get(), member, &value)) json_object_get(value);
+    json_object_object_add(root.get(), member, value);
+    dump_json_to_file(root.get(), root_file);
+}
+
+}  // namespace
+
+void combine_json(const char* root_file, const char* conndev_file) {
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(conndev_file);
+    int n = get_second_object_int_from_file(conndev_file, "connectedDeviceDetails",
+                                            "numberOfDevices");
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_json", 133, "connectedDeviceDetails");
+        trim_by_average(conndev_file, "connectedDeviceDetails", "connDevices", root_size, n,
+                        kMaxJsonSize);
+    }
+    merge_member(root_file, conndev_file, "connectedDeviceDetails");
+}
+
+void combine_connectevent_json(const char* root_file, const char* connevent_file) {
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(connevent_file);
+    // The firmware read numberOfEvents back here and never used it: trimming
+    // goes by size, so the side file is not parsed for it.
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_connectevent_json", 166, "wifiConnectEvent");
+        trim_oldest(connevent_file, "wifiConnectEvent", "event", root_size, kMaxJsonSize);
+    }
+    merge_member(root_file, connevent_file, "wifiConnectEvent");
+}
+
+void combine_scanresult_json(const char* root_file, const char* scan_file, int count) {
+    (void)count;  // the caller's array count is not used: trimming goes by size
+    unsigned long root_size = file_size(root_file);
+    unsigned long side_size = file_size(scan_file);
+    if (root_size + side_size > kMaxJsonSize) {
+        report_overflow("combine_scanresult_json", 201, "wifiScanResult");
+        trim_oldest(scan_file, "wifiScanResult", "wifiScanResult", root_size, kMaxJsonSize);
+    }
+    merge_member(root_file, scan_file, "wifiScanResult");
 }
