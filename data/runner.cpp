@@ -22,7 +22,6 @@ namespace {
 
 constexpr int kGraceMs = 200;
 constexpr int kReapMs = 1000;
-constexpr int kMaxSliceMs = 50;
 
 long g_budget_ms = DC_RUN_CHILD_BUDGET_MS;
 std::vector<std::string> g_stopped;
@@ -33,21 +32,32 @@ long now_ms() {
     return ts.tv_sec * 1000L + ts.tv_nsec / 1000000L;
 }
 
-// While a child runs, SIGQUIT and SIGINT are ignored and SIGCHLD has its
-// default action, as with system(); the caller's handlers come back after.
+void on_child(int) {}
+
+// While a child runs, SIGQUIT and SIGINT are ignored, as with system(), and
+// SIGCHLD is blocked but for the waits, which it ends: the collector sleeps
+// until its child prints, ends or reaches its deadline. The caller's handlers
+// and mask come back after.
 class ChildSignals {
 public:
     ChildSignals() {
-        struct sigaction ignore {}, dfl {};
+        struct sigaction ignore {}, wake {};
         ignore.sa_handler = SIG_IGN;
-        dfl.sa_handler = SIG_DFL;
+        wake.sa_handler = on_child;
         sigemptyset(&ignore.sa_mask);
-        sigemptyset(&dfl.sa_mask);
+        sigemptyset(&wake.sa_mask);
         sigaction(SIGQUIT, &ignore, &old_quit_);
         sigaction(SIGINT, &ignore, &old_int_);
-        sigaction(SIGCHLD, &dfl, &old_chld_);
+        sigaction(SIGCHLD, &wake, &old_chld_);
+        sigset_t chld;
+        sigemptyset(&chld);
+        sigaddset(&chld, SIGCHLD);
+        sigprocmask(SIG_BLOCK, &chld, &caller_mask);
+        wait_mask = caller_mask;
+        sigdelset(&wait_mask, SIGCHLD);
     }
     ~ChildSignals() {
+        sigprocmask(SIG_SETMASK, &caller_mask, nullptr);  // a pending SIGCHLD ends here
         sigaction(SIGQUIT, &old_quit_, nullptr);
         sigaction(SIGINT, &old_int_, nullptr);
         sigaction(SIGCHLD, &old_chld_, nullptr);
@@ -55,9 +65,19 @@ public:
     ChildSignals(const ChildSignals&) = delete;
     ChildSignals& operator=(const ChildSignals&) = delete;
 
+    sigset_t caller_mask;  // what the child starts with
+    sigset_t wait_mask;    // what a wait runs with: SIGCHLD comes through
+
 private:
     struct sigaction old_quit_ {}, old_int_ {}, old_chld_ {};
 };
+
+// Sleeps until fd (when >= 0) has something, a SIGCHLD arrives or ms pass.
+void wait_event(const ChildSignals& sig, int fd, long ms) {
+    timespec ts{ms / 1000, (ms % 1000) * 1000000L};
+    pollfd p{fd, POLLIN, 0};
+    ppoll(fd >= 0 ? &p : nullptr, fd >= 0 ? 1 : 0, &ts, &sig.wait_mask);
+}
 
 // Where the shell would find the program: a name with a slash as it is, else
 // the first executable regular file of that name along PATH.
@@ -92,6 +112,7 @@ struct ChildSetup {
     const char* output = nullptr;
     const char* output2 = nullptr;
     unsigned char mode = 0;
+    const sigset_t* mask = nullptr;  // the child's signal mask, when given
 };
 
 const char* errno_text(int err) {
@@ -138,6 +159,7 @@ void child_files(const ChildSetup& s) {
     signal(SIGQUIT, SIG_DFL);
     signal(SIGINT, SIG_DFL);
     signal(SIGCHLD, SIG_DFL);
+    if (s.mask) sigprocmask(SIG_SETMASK, s.mask, nullptr);
     if (s.detach) {
         setsid();
         alarm(DC_DETACHED_LIMIT_S);  // kept across execve: the kernel ends it
@@ -172,33 +194,37 @@ pid_t spawn(const ChildSetup& s) {
     return pid;
 }
 
-// Reaps the child once it has ended; its group goes with it, so nothing it
-// left behind lives on. The leader is still a zombie while the group is
-// signalled, so its number cannot have been reused.
-int reap(pid_t pid) {
-    kill(-pid, SIGKILL);
-    int status = -1;
-    for (long end = now_ms() + kReapMs;;) {
-        pid_t got = waitpid(pid, &status, WNOHANG);
-        if (got == pid) return status;
-        if (got < 0 && errno != EINTR) return -1;
-        if (now_ms() >= end) return -1;  // stuck in the kernel: left to init
-        poll(nullptr, 0, 5);
-    }
-}
-
 bool has_exited(pid_t pid) {
     siginfo_t si{};
     return waitid(P_PID, static_cast<id_t>(pid), &si, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            si.si_pid == pid;
 }
 
+// Reaps the child once it has ended; its group goes with it, so nothing it
+// left behind lives on. The leader is still a zombie while the group is
+// signalled, so its number cannot have been reused.
+int reap(const ChildSignals& sig, pid_t pid) {
+    kill(-pid, SIGKILL);
+    int status = -1;
+    for (long end = now_ms() + kReapMs;;) {
+        pid_t got = waitpid(pid, &status, WNOHANG);
+        if (got == pid) return status;
+        if (got < 0 && errno != EINTR) return -1;
+        long left = end - now_ms();
+        if (left <= 0) return -1;  // stuck in the kernel: left to init
+        wait_event(sig, -1, left);
+    }
+}
+
 // SIGTERM to the group, a short grace, then SIGKILL; always reaped.
-int stop(pid_t pid) {
+int stop(const ChildSignals& sig, pid_t pid) {
     kill(-pid, SIGTERM);
-    for (long end = now_ms() + kGraceMs; !has_exited(pid) && now_ms() < end;)
-        poll(nullptr, 0, 10);
-    return reap(pid);
+    for (long end = now_ms() + kGraceMs; !has_exited(pid);) {
+        long left = end - now_ms();
+        if (left <= 0) break;
+        wait_event(sig, -1, left);
+    }
+    return reap(sig, pid);
 }
 
 // Appends what fd has now, up to max_bytes in all; false at its end.
@@ -219,17 +245,17 @@ bool read_some(int fd, std::string& out, size_t max_bytes, bool& cut) {
 }
 
 // Reads the child's output until it ends, prints too much or its deadline.
-void supervise(pid_t pid, int fd, size_t max_bytes, long deadline, RunResult& r) {
+void supervise(const ChildSignals& sig, pid_t pid, int fd, size_t max_bytes, long deadline,
+               RunResult& r) {
     if (fd >= 0) fcntl(fd, F_SETFL, O_NONBLOCK);
     bool open_pipe = fd >= 0;
-    int slice = 1;
     for (;;) {
         if (open_pipe && !read_some(fd, r.out, max_bytes, r.cut)) open_pipe = false;
         if (r.cut) break;
         if (has_exited(pid)) {
             // A background child of the tool may hold the pipe: take what is there.
             if (open_pipe) read_some(fd, r.out, max_bytes, r.cut);
-            r.status = reap(pid);
+            r.status = reap(sig, pid);
             return;
         }
         long left = deadline - now_ms();
@@ -237,15 +263,9 @@ void supervise(pid_t pid, int fd, size_t max_bytes, long deadline, RunResult& r)
             r.timed_out = true;
             break;
         }
-        int wait = static_cast<int>(std::min<long>(left, slice));
-        pollfd p{fd, POLLIN, 0};
-        if ((open_pipe ? poll(&p, 1, wait) : poll(nullptr, 0, wait)) > 0 && open_pipe) {
-            slice = 1;  // output flowing: the end is likely near
-        } else {
-            slice = std::min(slice * 2, kMaxSliceMs);
-        }
+        wait_event(sig, open_pipe ? fd : -1, left);
     }
-    r.status = stop(pid);
+    r.status = stop(sig, pid);
 }
 
 bool was_stopped(const std::string& path) {
@@ -318,11 +338,12 @@ RunResult run_program(const RunRequest& req) {
     s.envp = env.get();
     s.pipe_write = fds[1];
     s.capture = req.capture;
+    s.mask = &signals.caller_mask;
     pid_t pid = spawn(s);
     close(fds[1]);
     if (pid > 0) {
         r.started = true;
-        supervise(pid, fds[0], req.max_bytes, deadline, r);
+        supervise(signals, pid, fds[0], req.max_bytes, deadline, r);
         charge(path, start, r.timed_out);
     }
     close(fds[0]);
@@ -376,10 +397,11 @@ int run_with_files(const char* path, char* const* argv, const char* output, cons
     s.output = output;
     s.output2 = output2;
     s.mode = mode;
+    s.mask = &signals.caller_mask;
     pid_t pid = spawn(s);
     if (pid <= 0) return -1;
     RunResult r;
-    supervise(pid, -1, 0, deadline, r);
+    supervise(signals, pid, -1, 0, deadline, r);
     charge(path, start, r.timed_out);
     return r.timed_out ? -1 : r.status;
 }
