@@ -22,6 +22,10 @@ namespace {
 
 constexpr int kGraceMs = 200;
 constexpr int kReapMs = 1000;
+// How often a running tool's pipe is emptied; its buffer is enlarged so that
+// a tool printing much waits little meanwhile.
+constexpr long kDrainMs = 10;
+constexpr int kPipeBytes = 1 << 20;
 
 long g_budget_ms = DC_RUN_CHILD_BUDGET_MS;
 std::vector<std::string> g_stopped;
@@ -72,11 +76,10 @@ private:
     struct sigaction old_quit_ {}, old_int_ {}, old_chld_ {};
 };
 
-// Sleeps until fd (when >= 0) has something, a SIGCHLD arrives or ms pass.
-void wait_event(const ChildSignals& sig, int fd, long ms) {
+// Sleeps until a SIGCHLD arrives or ms pass.
+void wait_event(const ChildSignals& sig, long ms) {
     timespec ts{ms / 1000, (ms % 1000) * 1000000L};
-    pollfd p{fd, POLLIN, 0};
-    ppoll(fd >= 0 ? &p : nullptr, fd >= 0 ? 1 : 0, &ts, &sig.wait_mask);
+    ppoll(nullptr, 0, &ts, &sig.wait_mask);
 }
 
 // Where the shell would find the program: a name with a slash as it is, else
@@ -212,7 +215,7 @@ int reap(const ChildSignals& sig, pid_t pid) {
         if (got < 0 && errno != EINTR) return -1;
         long left = end - now_ms();
         if (left <= 0) return -1;  // stuck in the kernel: left to init
-        wait_event(sig, -1, left);
+        wait_event(sig, left);
     }
 }
 
@@ -222,7 +225,7 @@ int stop(const ChildSignals& sig, pid_t pid) {
     for (long end = now_ms() + kGraceMs; !has_exited(pid);) {
         long left = end - now_ms();
         if (left <= 0) break;
-        wait_event(sig, -1, left);
+        wait_event(sig, left);
     }
     return reap(sig, pid);
 }
@@ -263,7 +266,9 @@ void supervise(const ChildSignals& sig, pid_t pid, int fd, size_t max_bytes, lon
             r.timed_out = true;
             break;
         }
-        wait_event(sig, open_pipe ? fd : -1, left);
+        // The pipe is drained on a slow beat, not at every write: a tool that
+        // prints line by line would otherwise wake the collector per line.
+        wait_event(sig, open_pipe ? std::min(left, kDrainMs) : left);
     }
     r.status = stop(sig, pid);
 }
@@ -330,6 +335,7 @@ RunResult run_program(const RunRequest& req) {
     CStrings env = environment(req.env);
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) return r;
+    if (req.max_bytes > 64 * 1024) fcntl(fds[0], F_SETPIPE_SZ, kPipeBytes);  // as the system allows
 
     ChildSignals signals;
     ChildSetup s;
