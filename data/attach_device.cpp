@@ -463,15 +463,12 @@ json_object* get_Detals_json() {
     json_object* result = json_object_new_object();
     DetailsContext ctx;
     ctx.load();
-    std::string list, offline_text;
-    bool have = device_list_copied;
-    if (have)
-        list = device_list_text;
-    else
-        have = read_whole_file(kDeviceInfo, list);
+    // The list this run copied just before (the copy failing, none).
+    const std::string& list = device_list_copied ? device_list_text : std::string();
     Add_object_int(result, "numberOfDevices",
                    static_cast<int>(std::count(list.begin(), list.end(), '\n')));
-    if (!have) return result;
+    if (!device_list_copied) return result;
+    std::string offline_text;
     read_whole_file(kOfflineList, offline_text);
     // The scanner's offline list, read once for every device.
     const std::vector<std::string> offline_lines = text_lines(offline_text);

@@ -119,7 +119,6 @@ void merge_connected_device_details(const char* file) {
     const char* kDetailsFile = details.c_str();
     JsonPtr side(json_object_new_object());
     json_object_object_add(side.get(), "connectedDeviceDetails", get_connectedDetails_json());
-    unlink("/tmp/ra_devices_link_and_signal");
     dump_json_to_file(side.get(), kDetailsFile);
     side.reset();
     combine_json(file, kDetailsFile);
@@ -135,7 +134,6 @@ void collect_connected_device_info(char* file) {
     json_object_object_add(root.get(), "routerHardware", get_hardware_json());
     json_object_object_add(root.get(), "connectedDevice", get_connectedDevice_json());
     json_object_object_add(root.get(), "connectedDeviceDetails", get_connectedDetails_json());
-    unlink("/tmp/ra_devices_link_and_signal");
     dump_json_to_file(root.get(), file);
 }
 

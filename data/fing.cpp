@@ -146,23 +146,15 @@ void complete_online_list(json_object* list, const LinkTable& links) {
 
 namespace {
 
-// The lists as this run copied them: another run may be replacing the
-// copies meanwhile, so the details are built from these.
+// The lists as this run copied them (the details follow the copy in the same
+// run): another run may be replacing the copies meanwhile.
 struct RunLists {
-    bool copied = false;
     std::string vpn;
     JsonPtr online, offline;
 } run_lists;
 
 json_object* parse_list(const std::string& text) {
     return text.empty() ? nullptr : json_tokener_parse(text.c_str());
-}
-
-// The run's list, or the copy on file when this run made none.
-json_object* list_of(const JsonPtr& kept, const char* copy, JsonPtr& loaded) {
-    if (run_lists.copied) return kept.get();
-    loaded.reset(json_object_from_file(copy));
-    return loaded.get();
 }
 
 }  // namespace
@@ -176,7 +168,6 @@ void collect_fing_device() {
         else
             unlink(kCopies[i].copy);
     }
-    run_lists.copied = true;
     run_lists.vpn = texts[0];
     run_lists.online.reset(parse_list(texts[1]));
     run_lists.offline.reset(parse_list(texts[2]));
@@ -196,8 +187,7 @@ void collect_fing_device() {
 }
 
 int get_fing_offline_number() {
-    JsonPtr loaded;
-    json_object* offline = list_of(run_lists.offline, kOfflineCopy, loaded);
+    json_object* offline = run_lists.offline.get();
     if (!offline || !json_object_is_type(offline, json_type_array)) return 0;
     std::size_t n = json_object_array_length(offline);
     return n > 1000000 ? 1000000 : static_cast<int>(n);
@@ -242,9 +232,8 @@ void get_device_details_from_list(json_object* list, json_object* my_object, int
 }
 
 void get_connecteddevicedetails_connectedDevice(json_object* my_object) {
-    JsonPtr loaded;
-    get_device_details_from_list(list_of(run_lists.online, kOnlineCopy, loaded), my_object, 1);
-    get_device_details_from_list(list_of(run_lists.offline, kOfflineCopy, loaded), my_object, 0);
+    get_device_details_from_list(run_lists.online.get(), my_object, 1);
+    get_device_details_from_list(run_lists.offline.get(), my_object, 0);
 }
 
 json_object* get_fingDetails_json(int num) {
@@ -311,7 +300,5 @@ void parse_vpn_records(const std::string& text, json_object* details_device_arra
 }
 
 void get_vpn_fing_dev(json_object* details_device_array) {
-    std::string text = run_lists.vpn;
-    if (details_device_array && (run_lists.copied || read_whole_file(kVpnCopy, text)))
-        parse_vpn_records(text, details_device_array);
+    if (details_device_array) parse_vpn_records(run_lists.vpn, details_device_array);
 }
