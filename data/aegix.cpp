@@ -65,6 +65,7 @@ bool make_status_report(JsonPtr* tree) {
     if (compare_bdaVersion(kReportVersion, version.c_str()) != 1) return false;
     RunRequest req;
     req.max_bytes = kReportBytes;
+    req.reuse = true;
     if (compare_bdaVersion(kBrokerVersion, version.c_str()) == 1) {
         req.argv = {"/usr/share/aegix/bdbroker-client-cmd", "get_status_report"};
     } else {

@@ -14,7 +14,6 @@
 
 namespace {
 
-const char kD2File[] = "/tmp/ra_d2_info";
 // The agent's status is read in lines of this many characters, each losing
 // its last character (the line end) as the firmware's reader does.
 constexpr size_t kStatusLine = 254;
@@ -36,7 +35,7 @@ int circle_version_from_text(const char* first_line) {
 
 int get_circle_version_num() {
     char line[16];
-    strncpyt(line, first_line_of(program_output({"/usr/bin/get_circle_status", "circle_version"})),
+    strncpyt(line, first_line_of(program_answer({"/usr/bin/get_circle_status", "circle_version"})),
              sizeof line);
     return circle_version_from_text(line);
 }
@@ -88,7 +87,7 @@ void get_routerinfo_circleV2(json_object* obj) {
     get_value_from_dto("CircleDebug.errorMessage");
     get_full_content_from_text(last_d2_answer(), obj, "circleV2CSHErrorMessage");
     get_full_content_from_text(status, obj, "circleV2CtlStatusLog");
-    unlink(kD2File);
+    drop_d2_answer();
 }
 
 void get_routerconf_circleV2(json_object* obj) {

@@ -39,6 +39,7 @@
 #include "interleave.h"
 #include "strict_json.h"
 #include "unit.h"
+#include "xagent.h"
 #include "zol_json.h"
 
 namespace {
@@ -369,6 +370,7 @@ int data_collector_main(int argc, char** argv) {
         if (strcmp(row->name, item) == 0) {
             std::string work = run_scratch(path);
             row->collect_func(work.data());
+            keep_d2_answer();
             publish(work, path);
             return 0;
         }

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 
 #include "file_update.h"
 
@@ -29,6 +30,10 @@ constexpr int kPipeBytes = 1 << 20;
 
 long g_budget_ms = DC_RUN_CHILD_BUDGET_MS;
 std::vector<std::string> g_stopped;
+// Whole answers to reusable questions, by question; small ones only, so the
+// run's peak memory does not grow with them.
+std::map<std::string, RunResult> g_answers;
+constexpr size_t kKeptAnswerBytes = 16 * 1024;
 
 long now_ms() {
     timespec ts{};
@@ -191,9 +196,10 @@ pid_t spawn(const ChildSetup& s) {
     // Buffered output would otherwise be written twice or lost around the child.
     fflush(stdout);
     fflush(stderr);
+    // The parent sleeps until the child has execed or exited, so the child
+    // is in its own group before the parent can signal it.
     pid_t pid = vfork();
     if (pid == 0) child_main(s);
-    if (pid > 0 && !s.detach) setpgid(pid, pid);  // whichever of the two runs first
     return pid;
 }
 
@@ -299,6 +305,14 @@ struct CStrings {
     }
 };
 
+std::string question_of(const RunRequest& req) {
+    std::string key = std::to_string(req.max_bytes) + '\0' +
+                      std::to_string(static_cast<int>(req.capture));
+    for (const auto* list : {&req.argv, &req.env})
+        for (const std::string& s : *list) key += '\0' + s + '\x01';
+    return key;
+}
+
 // The collector's environment with the request's entries put in.
 CStrings environment(const std::vector<std::string>& extra) {
     CStrings env;
@@ -314,9 +328,7 @@ CStrings environment(const std::vector<std::string>& extra) {
     return env;
 }
 
-}  // namespace
-
-RunResult run_program(const RunRequest& req) {
+RunResult run_tool(const RunRequest& req) {
     RunResult r;
     if (req.argv.empty()) return r;
     std::string path = resolve(req.argv[0]);
@@ -332,7 +344,8 @@ RunResult run_program(const RunRequest& req) {
     }
     CStrings argv;
     argv.keep = req.argv;
-    CStrings env = environment(req.env);
+    CStrings env;
+    if (!req.env.empty()) env = environment(req.env);
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0) return r;
     if (req.max_bytes > 64 * 1024) fcntl(fds[0], F_SETPIPE_SZ, kPipeBytes);  // as the system allows
@@ -341,7 +354,7 @@ RunResult run_program(const RunRequest& req) {
     ChildSetup s;
     s.path = path.c_str();
     s.argv = argv.get();
-    s.envp = env.get();
+    s.envp = req.env.empty() ? environ : env.get();
     s.pipe_write = fds[1];
     s.capture = req.capture;
     s.mask = &signals.caller_mask;
@@ -357,10 +370,28 @@ RunResult run_program(const RunRequest& req) {
     return r;
 }
 
+}  // namespace
+
+RunResult run_program(const RunRequest& req) {
+    if (!req.reuse) return run_tool(req);
+    std::string question = question_of(req);
+    auto kept = g_answers.find(question);
+    if (kept != g_answers.end()) return kept->second;
+    RunResult r = run_tool(req);
+    if (r.finished() && !r.cut && r.out.size() <= kKeptAnswerBytes) g_answers.emplace(question, r);
+    return r;
+}
+
 std::string program_output(std::vector<std::string> argv, size_t max_bytes) {
     RunRequest req;
     req.argv = std::move(argv);
     req.max_bytes = max_bytes;
+    return run_program(req).out;
+}
+
+std::string program_answer(std::vector<std::string> argv, size_t max_bytes) {
+    RunRequest req(std::move(argv), max_bytes);
+    req.reuse = true;
     return run_program(req).out;
 }
 
@@ -420,5 +451,6 @@ RunLock::RunLock(const std::string& lock_path)
 
 void runner_forget_stopped() {
     g_stopped.clear();
+    g_answers.clear();
     g_budget_ms = DC_RUN_CHILD_BUDGET_MS;
 }

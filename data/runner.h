@@ -42,6 +42,10 @@ struct RunRequest {
     int timeout_ms = DC_CHILD_TIMEOUT_MS;
     // "NAME=value" entries put into the tool's environment.
     std::vector<std::string> env;
+    // A question whose answer holds for the run (a setting, a status report):
+    // asked again, the first whole answer comes back without starting the
+    // tool a second time.
+    bool reuse = false;
 };
 
 struct RunResult {
@@ -63,6 +67,8 @@ RunResult run_program(const RunRequest& req);
 // What the tool printed on stdout (at most max_bytes); "" when it could not
 // start or was stopped at its deadline.
 std::string program_output(std::vector<std::string> argv, size_t max_bytes = 64 * 1024);
+// The same for a question whose answer holds for the run: asked once.
+std::string program_answer(std::vector<std::string> argv, size_t max_bytes = 64 * 1024);
 
 // Runs the tool and leaves what it printed in file, whole (a file that other
 // programs or later runs read): written beside it, then renamed over it. A
@@ -97,5 +103,6 @@ private:
     file_update::Lock lock_;
 };
 
-// The tools stopped so far in this run (for tests).
+// The tools stopped so far in this run and the answers kept for reuse (for
+// tests).
 void runner_forget_stopped();

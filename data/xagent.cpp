@@ -1,12 +1,15 @@
 // Readers of the cloud agent's settings and the device-location request.
 #include "xagent.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "file_update.h"
 #include "unit.h"
 
 // Host names of the device-location service are deployment settings; the
@@ -25,14 +28,17 @@
 namespace {
 
 const char kD2Tool[] = "/usr/bin/d2";
-// Kept after each read; the next read replaces it.
+// Holds the last answer after a run, as the tool's redirection left it.
 const char kD2Output[] = "/tmp/ra_d2_info";
 const char kAgentIdKey[] = "xagentcfg[0].x_agent_id";
 const char kClaimCodeKey[] = "xagentcfg[0].x_agent_claim_code";
 const char kLocationPath[] = "device-location/resolve";
 
-// The answer to the last read, also left in kD2Output for the firmware.
+// The answer to the last read; kD2Output gets it once, at the end of the run
+// (keep_d2_answer), not after every read.
 std::string d2_answer;
+bool d2_answer_pending = false;
+bool d2_timed_out = false;
 // More than any setting the agent keeps.
 constexpr size_t kD2Bytes = 64 * 1024;
 
@@ -41,7 +47,11 @@ void run_d2(const char* key)
     RunRequest req;
     req.argv = {kD2Tool, "-s", std::string(key).substr(0, 2047)};
     req.max_bytes = kD2Bytes;
-    d2_answer = run_to_file(req, kD2Output).out;
+    req.reuse = true;  // a setting does not change within a run
+    RunResult r = run_program(req);
+    d2_answer = r.out;
+    d2_timed_out = r.timed_out;
+    d2_answer_pending = true;
 }
 
 // First line of the answer (at most 126 characters, line end kept), as fgets
@@ -68,6 +78,24 @@ void copy_setting_or_zero(char (&dst)[63], const char* value)
 }
 
 }  // namespace
+
+void keep_d2_answer()
+{
+    if (!d2_answer_pending)
+        return;
+    d2_answer_pending = false;
+    // Nothing stale may read as the answer of a read that was stopped.
+    if (d2_timed_out)
+        unlink(kD2Output);
+    else
+        file_update::replace_keep_mode(kD2Output, d2_answer);
+}
+
+void drop_d2_answer()
+{
+    d2_answer_pending = false;
+    unlink(kD2Output);
+}
 
 char* get_value_from_dto(const char* string)
 {

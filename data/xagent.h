@@ -20,6 +20,10 @@ const char* get_device_location_host(CloudStage stage);
 // argument whatever it holds; empty when a value is missing.
 std::vector<std::string> wanip_request_argv(const char* host, const char* agent_id,
                                             const char* claim_code);
-// The settings tool's whole answer to the last read (also left in
-// /tmp/ra_d2_info); "" when it gave none.
+// The settings tool's whole answer to the last read; "" when it gave none.
 const std::string& last_d2_answer();
+// Leaves the last answer in /tmp/ra_d2_info, as the firmware expects after a
+// run (none when that read was stopped); once, at the end of the run.
+void keep_d2_answer();
+// Removes /tmp/ra_d2_info and forgets the pending answer.
+void drop_d2_answer();
