@@ -37,6 +37,13 @@ class TempDirTest : public ::testing::Test {
     std::string dir_;
 };
 
+// Each text looked up (a std::string made at once, so static buffers may be
+// reused) against what it must be.
+inline void expect_all(std::initializer_list<std::pair<std::string, std::string>> cases) {
+    int row = 0;
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want) << "row " << row++;
+}
+
 inline std::string slurp(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     std::ostringstream s;

@@ -1,7 +1,10 @@
-// Radio lookups: the awkward rows of each table and the store-backed readers.
+// Radio lookups: the awkward rows of each table and the store-backed readers;
+// the radios' site survey listings parsed into the wifiScanResult array.
 #include "collect_wifi.h"
+#include "collect_wifiscanresult.h"
 #include "config_store.h"
 #include "test_util.h"
+#include "zol_json.h"
 
 #include <cstring>
 #include <string>
@@ -38,33 +41,19 @@ TEST(WifiTables, RateClassByBuildModelAndMode) {
     for (const Case& c : cases)
         EXPECT_STREQ(wlan_mode_label(c.pre, c.mode, c.build, c.model), c.label)
             << c.pre << " mode " << c.mode << " model " << c.model;
-    EXPECT_EQ(wifimode[19].mode_id, -1);
-    EXPECT_EQ(wifimode[19].mode, nullptr);
 }
 
 TEST(WifiTables, SecurityRegionInterfaceBand) {
-    EXPECT_STREQ(wlan_sec_label("2", "5"), "WEP64");
-    EXPECT_STREQ(wlan_sec_label("2", "13"), "WEP128");
-    EXPECT_STREQ(wlan_sec_label("2", ""), "WEP128");
-    EXPECT_STREQ(wlan_sec_label("8", ""), "WPA2-PSK[AES]+WPA3-PSK");
-    EXPECT_STREQ(wlan_sec_label("4 ", ""), "None");  // whole-string comparison
-    EXPECT_STREQ(wlan_sec_label("9", ""), "None");
-    EXPECT_STREQ(wlan_sec_label("", ""), "None");
-
-    EXPECT_STREQ(wlan_region_label(""), "US");
-    EXPECT_STREQ(wlan_region_label("5"), "US");
-    EXPECT_STREQ(wlan_region_label("25"), "AE");
-    EXPECT_STREQ(wlan_region_label("99999999999999999999"), "US");
-
-    EXPECT_STREQ(wlan_ifname("wla_6g", true), "");
-    EXPECT_STREQ(wlan_ifname("wla_6g1", false), "wl0.1");
-    EXPECT_STREQ(wlan_ifname("wl", false), "wl2");
-    EXPECT_STREQ(wlan_ifname("wlan", false), "");
-
-    EXPECT_STREQ(radio_band("wl0.1", true), "5G");
-    EXPECT_STREQ(radio_band("wl2", true), "");
-    EXPECT_STREQ(radio_band("eth0", false), "");
-    EXPECT_STREQ(radio_band("wl", false), "");
+    expect_all({{wlan_sec_label("2", "5"), "WEP64"}, {wlan_sec_label("2", "13"), "WEP128"},
+                {wlan_sec_label("2", ""), "WEP128"}, {wlan_sec_label("8", ""), "WPA2-PSK[AES]+WPA3-PSK"},
+                {wlan_sec_label("4 ", ""), "None"},  // whole-string comparison
+                {wlan_sec_label("9", ""), "None"},   {wlan_sec_label("", ""), "None"},
+                {wlan_region_label(""), "US"},       {wlan_region_label("5"), "US"},
+                {wlan_region_label("25"), "AE"},     {wlan_region_label("99999999999999999999"), "US"},
+                {wlan_ifname("wla_6g", true), ""},   {wlan_ifname("wla_6g1", false), "wl0.1"},
+                {wlan_ifname("wl", false), "wl2"},   {wlan_ifname("wlan", false), ""},
+                {radio_band("wl0.1", true), "5G"},   {radio_band("wl2", true), ""},
+                {radio_band("eth0", false), ""},     {radio_band("wl", false), ""}});
 }
 
 TEST(WifiTables, PurposesChannelsAndStatusLines) {
@@ -80,19 +69,14 @@ TEST(WifiTables, PurposesChannelsAndStatusLines) {
         EXPECT_STREQ(get_if_purpose(c.ifname), c.lower) << c.ifname;
         EXPECT_STREQ(get_wifi_ra_purpose(c.ifname), c.title) << c.ifname;
     }
-    EXPECT_EQ(get_start_channel("36 40 44 48"), 36);
-    EXPECT_EQ(get_end_channel("36 40 44 48"), 48);
-    EXPECT_EQ(get_start_channel("149"), 149);
-    EXPECT_EQ(get_end_channel("149"), 149);
-    EXPECT_EQ(get_end_channel("36 40 "), 0);
-    EXPECT_EQ(get_end_channel("1 99999999999999999999"), 2147483647);
-
-    EXPECT_EQ(enable_ap_line("ONLINE"), 1);
-    EXPECT_EQ(enable_ap_line("Up 3 days"), 1);
-    EXPECT_EQ(enable_ap_line("on"), 0);
-    EXPECT_EQ(enable_ap_line("UP"), 0);
-    EXPECT_EQ(enable_ap_line(""), 0);
-    EXPECT_EQ(enable_ap_line("O"), 0);
+    auto num = [](long n) { return std::to_string(n); };
+    expect_all({{num(get_start_channel("36 40 44 48")), "36"}, {num(get_end_channel("36 40 44 48")), "48"},
+                {num(get_start_channel("149")), "149"},        {num(get_end_channel("149")), "149"},
+                {num(get_end_channel("36 40 ")), "0"},
+                {num(get_end_channel("1 99999999999999999999")), "2147483647"},
+                {num(enable_ap_line("ONLINE")), "1"}, {num(enable_ap_line("Up 3 days")), "1"},
+                {num(enable_ap_line("on")), "0"},     {num(enable_ap_line("UP")), "0"},
+                {num(enable_ap_line("")), "0"},       {num(enable_ap_line("O")), "0"}});
 
     // A router with one 5 GHz radio prints headers every 5G entry still matches.
     const char* line = "###5G Guest### wl1.1";
@@ -130,3 +114,92 @@ TEST_F(WifiReaders, StoreKeysAndFiles) {
     EXPECT_EQ(interface_exists("lo"), 1);
     EXPECT_EQ(interface_exists("lo0-none"), 0);
 }
+
+namespace {
+
+struct Parsed {
+    JsonPtr list{json_object_new_array()};
+    int ssids = 0;
+    size_t size() const { return json_object_array_length(list.get()); }
+    // Compact text of element i: member order, types and values at once.
+    std::string text(size_t i) const {
+        return json_object_to_json_string_ext(json_object_array_get_idx(list.get(), i),
+                                              JSON_C_TO_STRING_PLAIN);
+    }
+    std::string str(size_t i, const char* key) const {
+        json_object* v = nullptr;
+        json_object_object_get_ex(json_object_array_get_idx(list.get(), i), key, &v);
+        return json_object_get_string(v);
+    }
+};
+
+Parsed parse(const std::string& text, const char* band) {
+    Parsed p;
+    p.ssids = parse_wifi_scan_text(text, band, p.list.get());
+    return p;
+}
+
+const char kBlock[] =
+    "SSID: \"Kitchen 5G\"\n"
+    "Mode: Managed\tRSSI: -67 dBm\tSNR: 25 dB\tnoise: -92 dBm\tFlags: RSSI on-channel\tChannel: 36/80\n"
+    "BSSID: 9c:3d:cf:12:34:56\tCapability: ESS Privacy ShortSlot RRM\n"
+    "HT Capable:\n"
+    "\tChanspec: 5GHz channel 42 80MHz (0xe02a)\n"
+    "\tPrimary channel: 36\n"
+    "\tSupported HT MCS : 0-31\n"
+    "\tSupported VHT MCS:\n"
+    "\tBSS Color: 2a\n"
+    "QBSS Channel Utilization: 0x1f (12 %)\n";
+
+// A whole block is the sample router's (the golden wifiScanResult): here a
+// hidden network without colour or Chanspec.
+TEST(WifiScan, BlockWithoutItsOptionalLines) {
+    Parsed p = parse("SSID: \"\"\nSupported HE MCS: 0-11\nQBSS Channel Utilization: 0x05 (2 %)\n", "2g");
+    ASSERT_EQ(p.size(), 1u);
+    EXPECT_EQ(p.text(0),
+              R"({"frequencyBand":"2G","ssidName":"","bssMac":"","bssMLDMac":"","bssBW":"0",)"
+              R"("bssMainChannel":0,"bssRssi":"","bssSNR":"","bssNoise":"","bssColor":-1,)"
+              R"("bssHT":0,"bssVHT":0,"bssHE":1,"bssEHT":0,"bssBasicRate":1})");
+}
+
+TEST(WifiScan, ListingQuirks) {
+    // A block without its closing line is mixed into the next one; every SSID
+    // line counts, emitted or not.
+    Parsed p = parse("SSID: \"first\"\nBSS Color: 1F\n"
+                     "SSID: \"second\"\nQBSS Channel Utilization: 0x10\n"
+                     "SSID: \"never closed\"\n",
+                     "5g");
+    ASSERT_EQ(p.size(), 1u);
+    EXPECT_EQ(p.ssids, 3);
+    EXPECT_EQ(p.str(0, "ssidName"), "second");
+    EXPECT_NE(p.text(0).find(R"("bssColor":31)"), std::string::npos);
+
+    // Every field is bounded.
+    p = parse("SSID: \"" + std::string(300, 'S') + "\"\n"
+              "BSSID: 00:11:22:33:44:55:66:77:88\n"
+              "RSSI: -1234567890123456789 dBm SNR: 12345678901234567890 dB noise: x\n"
+              "QBSS Channel Utilization\n",
+              "5g");
+    ASSERT_EQ(p.size(), 1u);
+    EXPECT_EQ(p.str(0, "ssidName"), std::string(127, 'S'));
+    EXPECT_EQ(p.str(0, "bssMac") + p.str(0, "bssRssi") + p.str(0, "bssSNR"),
+              "00:11:22:33:44:55-12345678901234123456789012345");
+}
+
+TEST(WifiScan, OverlongLinesAndBinaryJunk) {
+    // A 100 kB line is consumed in pieces: a label split across two pieces is
+    // not seen, and the block after the line still is.
+    std::string junk(100000, 'x');
+    junk.replace(501, 24, "QBSS Channel Utilization");
+    Parsed p = parse(junk + "\n" + kBlock, "5g");
+    ASSERT_EQ(p.size(), 1u);
+    EXPECT_EQ(p.str(0, "ssidName"), "Kitchen 5G");
+
+    std::string binary;
+    for (int i = 0; i < 200000; ++i) binary.push_back(static_cast<char>((i * 7919) % 256));
+    p = parse(binary + "\n" + kBlock + binary, "6g");
+    ASSERT_EQ(p.size(), 1u);
+    EXPECT_EQ(p.str(0, "ssidName"), "Kitchen 5G");
+}
+
+}  // namespace
