@@ -11,6 +11,7 @@
 #include <string>
 
 #include "runner.h"
+#include "zol_json.h"
 
 // Each test gets a fresh directory, removed afterwards, and a store file in it
 // (CONFIG_STORE points there for the test's duration).
@@ -42,6 +43,17 @@ class TempDirTest : public ::testing::Test {
 inline void expect_all(std::initializer_list<std::pair<std::string, std::string>> cases) {
     int row = 0;
     for (const auto& [got, want] : cases) EXPECT_EQ(got, want) << "row " << row++;
+}
+
+// Compact text of a JSON value: member order, types and values at once.
+inline std::string json_text(json_object* o) {
+    return o ? json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN) : "<null>";
+}
+inline std::string json_text(const JsonPtr& o) { return json_text(o.get()); }
+// A member's value as text; "<absent>" when there is none.
+inline std::string member_text(json_object* o, const char* name) {
+    json_object* v = nullptr;
+    return json_object_object_get_ex(o, name, &v) ? json_object_get_string(v) : "<absent>";
 }
 
 inline std::string slurp(const std::string& file) {
