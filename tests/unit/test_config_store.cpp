@@ -1,11 +1,6 @@
-#include "config_store.h"
 
-#include <cstdio>
-#include <string>
-#include <vector>
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "test_util.h"
 

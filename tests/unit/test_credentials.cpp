@@ -1,7 +1,4 @@
 // Credential files: the block interleaving.
-#include <sys/stat.h>
-
-#include <string>
 
 #include "dc_credentials.h"
 #include "interleave.h"

@@ -1,17 +1,11 @@
 // JSON in and out: text repair, the tree guard and the strict scanner that the
 // cloud's parser stands for; the writers' defaults and number format; the
 // readers of files other components leave.
-#include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
-#include <string>
 
-#include "Add_object.h"
 #include "strict_json.h"
 #include "test_util.h"
-#include "unit.h"
-#include "zol_json.h"
 
 namespace {
 
@@ -23,9 +17,7 @@ std::string text_of(json_object* o, int flags = JSON_C_TO_STRING_PLAIN) {
 }
 
 TEST(Utf8Repair, InvalidBytesOnlyAreReplaced) {
-    const struct {
-        std::string in, want;
-    } cases[] = {
+    const struct { std::string in, want; } cases[] = {
         {"plain", "plain"},
         {"Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x93\xb6", "Caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x93\xb6"},
         {"Caf\xe9", "Caf" + R},                      // Latin-1
@@ -65,10 +57,7 @@ TEST(Utf8Repair, TreeFromOutsideIsMadeStrict) {
 }
 
 TEST(StrictScanner, AcceptsRfc8259Only) {
-    const struct {
-        std::string text;
-        bool ok;
-    } cases[] = {
+    const struct { std::string text; bool ok; } cases[] = {
         {"{\n  \"a\":[1,-0.5,2e10,true,false,null,\"\\u00e9\\ud83d\\udcf6\\n\"]\n}\n", true},
         {"\"Caf\xc3\xa9\"", true},
         {"{\"a\":nan}", false}, {"{\"a\":NaN}", false}, {"[Infinity]", false}, {"[01]", false},

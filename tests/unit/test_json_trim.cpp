@@ -1,16 +1,11 @@
 // The fast trimming must leave exactly the file that the one-step-at-a-time
 // rule leaves (the cloud agent measures files, so every byte counts).
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <string>
 
 #include "../../bench/merge_reference.h"
-#include "Add_object.h"
 #include "event_document.h"
 #include "test_util.h"
-#include "zol_json.h"
 
 namespace {
 

@@ -8,14 +8,10 @@
 #include "collect_router_config.h"
 #include "collect_router_traffic.h"
 #include "collect_wifi.h"
-#include "config_store.h"
 #include "test_util.h"
 
-#include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <map>
-#include <string>
 
 namespace {
 
@@ -36,10 +32,7 @@ std::string status_members(const std::string& values) {
 }
 
 TEST(Aegix, VersionComparison) {
-    const struct {
-        const char *limit, *version;
-        int want;
-    } cases[] = {
+    const struct { const char *limit, *version; int want; } cases[] = {
         {"3.2.289", "3.2.289", 1}, {"3.2.289", "3.2.288", 0}, {"2.2.95", "2.2.95", 1},
         {"2.2.95", "2.2.94", 0},   {"2.2.95", "10.0.0", 1},   {"2.2.95", "2.10", 1},
         {"2.2.95", "", -1},        {"2.2.95", "3", -1},       {"3", "3.0", -1},
@@ -84,10 +77,7 @@ TEST(Aegix, ReportShapes) {
 }
 
 TEST(Aegix, SettingsPath) {
-    struct Case {
-        AegixSettings s;
-        std::string want;
-    } cases[] = {
+    struct Case { AegixSettings s; std::string want; } cases[] = {
         {{"true", "", "", "basic", "1"}, "on|invalid|invalid|basic|fail|true"},
         {{"", "2027-01-01", "2026-11-20", "", "0"}, "invalid|2027-01-01|2026-11-20|invalid|fail|false"},
         {{"TRUE", "", "", "", "2"}, "off|invalid|invalid|invalid|fail|invalid"},
@@ -101,11 +91,7 @@ TEST(Aegix, SettingsPath) {
 }
 
 TEST(RouterConfig, TimeZoneOffsetText) {
-    const struct {
-        const char* tz;
-        bool dst;
-        const char* want;
-    } cases[] = {
+    const struct { const char* tz; bool dst; const char* want; } cases[] = {
         {"GMT-8", false, "+08:00"},    {"GMT+5", false, "-05:00"}, {"GMT+5", true, "-04:00"},
         {"GMT-5:30", false, "+05:30"}, {"UTC", false, "+00:00"},   {"", true, "+01:00"},
         {"GMT-0", true, "+01:00"},     {"GMT+0:45", false, "+00:45"},
@@ -129,10 +115,7 @@ TEST(RouterConfig, PortRuleAndSpeedParsing) {
                 {num(ethtool_speed_gbps("\tspeed: Unknown!\n\tSPEED: 10000Mb/s\n")), "10"},
                 {num(ethtool_speed_gbps(("Speed: " + std::string(40, '9')).c_str())), "2147483647"}});
 
-    const struct {
-        const char* value;
-        int vid, priority;
-    } vlans[] = {
+    const struct { const char* value; int vid, priority; } vlans[] = {
         {"1 Internet 10 0 1 1", 10, 0}, {"1 IPTV 20 4 8 0", 20, 4}, {"x IPTV 20 4", 1, 0},
         {"1 IPTV 30", 30, 0},           {"1 IPTV", 1, 0},           {"1 %n%s 99999999999 -3", 2147483647, -3},
         {"", 1, 0},
@@ -274,12 +257,7 @@ TEST(SpeedTest, TimeText) {
     strptime("14:05 Mar 02, 2024", "%R %b %d, %Y", &t);
     t.tm_isdst = -1;
     time_t when = mktime(&t);
-    const struct {
-        const char* raw;
-        time_t now;
-        const char* text;
-        bool stale;
-    } cases[] = {
+    const struct { const char* raw; time_t now; const char* text; bool stale; } cases[] = {
         {"14:05 Mar 02, 2024", when + 86400, "2024_03.02_14:05:00", false},
         {"14:05 Mar 02, 2024", when + 86401, "2024_03.02_14:05:00", true},
         {"2024-03-02 14:05", when + 999999, "2024-03-02 14:05", false},

@@ -2,11 +2,6 @@
 // debug log, the CPU collector file, the thermal sensor files, the firmware
 // and SSO registration members and the Internet disconnect event. Each
 // source as the sample router has it is pinned by the golden documents.
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstring>
-#include <string>
 
 #include "collect_eventtype5.h"
 #include "collect_otp.h"
@@ -14,7 +9,6 @@
 #include "collect_router_dbglog.h"
 #include "collect_router_gateway.h"
 #include "collect_ssorap.h"
-#include "config_store.h"
 #include "test_util.h"
 
 namespace {
@@ -44,17 +38,13 @@ std::string sensor(const std::string& file, bool board) {
 }
 
 TEST(RouterInfoParsers, RouteLines) {
-    struct {
-        std::string route;
-        const char* gateway;
-    } cases[] = {
+    struct { std::string route; const char* gateway; } cases[] = {
         {std::string(kRouteHeader) + "brwan\t007100CB\t00000000\t0001\t0\n"
                                      "brwan\t00000000\t017100CB\t0003\t0\n",
          "203.0.113.1"},
         {"br0 00000000 0100A8C0\n", "192.168.0.1"},  // three fields are enough
         {"eth0 00000000 1FFFFFFFF 0003\nbr0 00000000 zz\nbr0 0 0101A8C0\n", "192.168.1.1"},
-        {std::string(100000, 'x'), "<none>"},
-        {std::string("\0\0\xff 00000000 01\n", 16), "<none>"},
+        {std::string(100000, 'x'), "<none>"}, {std::string("\0\0\xff 00000000 01\n", 16), "<none>"},
     };
     for (const auto& c : cases) EXPECT_EQ(gateway_ip(c.route), c.gateway) << c.route.substr(0, 80);
 
@@ -79,12 +69,7 @@ TEST(RouterInfoParsers, ArpLines) {
 }
 
 TEST(RouterInfoParsers, FlashToolOutput) {
-    struct {
-        std::string output;
-        const char* phrase;
-        size_t offset;
-        const char* count;
-    } cases[] = {
+    struct { std::string output; const char* phrase; size_t offset; const char* count; } cases[] = {
         {"NUMBER OF BAD BLOCKS: 17 (of 1024)\n", "Number of bad blocks", 22, "17"},
         {"Number of bad blocks:\nNumber of bad blocks: x\nNumber of bad blocks: 5\n",
          "Number of bad blocks", 22, "5"},  // keeps searching past lines without a number
@@ -101,10 +86,7 @@ TEST(RouterInfoParsers, FlashToolOutput) {
 
 TEST(RouterInfoParsers, CpuCollectorFile) {
     const std::string zeros4 = R"("cpuAveByCores":[0.00,0.00,0.00,0.00])";
-    struct {
-        std::string file;
-        std::string want;
-    } cases[] = {
+    struct { std::string file; std::string want; } cases[] = {
         // Single precision on the overall average only (0.005f is below
         // 0.005); five bytes per core.
         {"0.005\n0.005,12.3456789\n2\n5\n",
@@ -129,11 +111,7 @@ TEST(RouterInfoParsers, CpuCollectorFile) {
 }
 
 TEST(ThermalSensors, Files) {
-    struct {
-        std::string file;
-        bool board;
-        const char* want;
-    } cases[] = {
+    struct { std::string file; bool board; const char* want; } cases[] = {
         // The board knows only code 1 as triggered; members follow the lines.
         {"otpTriggerStatus=2\notpTriggerLongestDuration=120\nName=board\n", true,
          R"({"otpTriggerStatus":"Unknown","otpTriggerLongestDuration":2,"Name":"board"})"},

@@ -4,19 +4,13 @@
 // fixtures' texts and on generated ones, and must give what the collector
 // gives. LC_ALL=C for both: the router's busybox knows no locale.
 #include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "test_util.h"
 #include "text_filters.h"
-#include "unit.h"
 
 namespace {
 
@@ -104,9 +98,7 @@ const char kValueChars[] = "abcXYZ0189_.:";
 // text: the file's content, or for ls and rm the entries of the directory,
 // one a line ("name/" a directory, "name@" a symlink to nowhere). arg: the
 // pattern, line number, value or, for ls, what follows the directory.
-struct Input {
-    std::string text, arg;
-};
+struct Input { std::string text, arg; };
 
 using Str = const std::string&;
 using Inputs = std::vector<Input>;

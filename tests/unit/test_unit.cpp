@@ -1,21 +1,12 @@
 // The helpers every collector shares: command runner, scratch files, logs,
 // metric readers, and the text, MAC, time and digest helpers.
-#include <config_store.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
-#include <string>
 
 #include "collect_generic.h"
 #include "diagnostic_log.h"
 #include "test_util.h"
-#include "unit.h"
-#include "zol_json.h"
 
 namespace {
 

@@ -3,21 +3,10 @@
 #include "collect_satelliteinfo.h"
 #include "collect_usb.h"
 #include "collect_usb_media.h"
-#include "config_store.h"
 #include "strict_json.h"
 #include "test_util.h"
-#include "zol_json.h"
-
-#include <cstring>
-#include <string>
-#include <vector>
 
 namespace {
-
-std::string text(json_object* obj) {
-    JsonPtr own(obj);
-    return obj ? json_object_to_json_string_ext(obj, JSON_C_TO_STRING_PLAIN) : "<null>";
-}
 
 const char kPrinter[] =
     "D:  Ver= 2.00 Cls=00(>ifc ) Sub=00\nS:  Manufacturer=HP\nS:  Product=LaserJet\n"
@@ -66,7 +55,7 @@ TEST(Usb, DeviceListKeepsPrintersAndDisks) {
     int n = parse_usb_devices(TextFile(std::string("I:* Driver=usb-storage\n") + kHub + kPrinter +
                                        kHub + kDisk),
                               slots, kUsbSlots);
-    EXPECT_EQ(text(usb_devices_json(slots, n)),
+    EXPECT_EQ(json_text(JsonPtr(usb_devices_json(slots, n))),
               R"({"numberOfDevices":2,"usbDevice":[)"
               R"({"usbType":" 2.0","deviceType":"usb-printer","deviceBrand":"HP",)"
               R"("deviceModel":"LaserJet","deviceSize":"N\/A"},)"
@@ -80,47 +69,37 @@ TEST(Usb, DeviceListKeepsPrintersAndDisks) {
 }
 
 TEST(UsbMedia, ServerVersionAndDrive) {
-    char out[512];
-    plex_version_from_line("x not-a-date 1.2 abc", out, sizeof out);
-    EXPECT_STREQ(out, "1.2-abc ");
-    plex_version_from_line("", out, sizeof out);
-    EXPECT_STREQ(out, "");
-
+    auto version = [](const char* line) {
+        char out[512];
+        plex_version_from_line(line, out, sizeof out);
+        return std::string(out);
+    };
     // The count is of the lines read, up to the matching one or to the end.
-    const char* list = "/mnt/sdb1,sdb1,Stick,7.5 GB,1.0 GB\n/mnt/sda1,sda1,WD,465 GB,311 GB\r\n";
-    plex_usb_drive_info_from(TextFile(list), "/mnt/sda1", out, 128);
-    EXPECT_STREQ(out, "USB2, WD , Total space: 465 GB, Free space: 311 GB");
-    plex_usb_drive_info_from(TextFile(list), "/mnt/sdc1", out, 128);
-    EXPECT_STREQ(out, "USB2,  , Total space: , Free space: ");
+    auto drive = [](const char* mount) {
+        char out[128];
+        plex_usb_drive_info_from(
+            TextFile("/mnt/sdb1,sdb1,Stick,7.5 GB,1.0 GB\n/mnt/sda1,sda1,WD,465 GB,311 GB\r\n"), mount, out,
+            sizeof out);
+        return std::string(out);
+    };
+    expect_all({{version("x not-a-date 1.2 abc"), "1.2-abc "}, {version(""), ""},
+                {drive("/mnt/sda1"), "USB2, WD , Total space: 465 GB, Free space: 311 GB"},
+                {drive("/mnt/sdc1"), "USB2,  , Total space: , Free space: "}});
 }
 
 TEST(UsbMedia, ServerErrorCodes) {
-    struct Case {
-        int run;
-        bool enabled, clock, version;
-        const char* code;
-    };
-    for (const Case& c : std::vector<Case>{{3, true, false, false, "4"},
-                                           {3, false, false, true, "1"},
-                                           {0, true, true, true, "2"},
-                                           {1, true, true, false, "3"},
-                                           {1, true, true, true, ""}})
-        EXPECT_STREQ(plex_error_code(c.run, c.enabled, c.clock, c.version), c.code) << c.run;
+    expect_all({{plex_error_code(3, true, false, false), "4"}, {plex_error_code(3, false, false, true), "1"},
+                {plex_error_code(0, true, true, true), "2"},   {plex_error_code(1, true, true, false), "3"},
+                {plex_error_code(1, true, true, true), ""}});
 }
 
 TEST(UsbMedia, BackupStatesAndDetachActions) {
-    struct Case {
-        const char *sync, *error;
-        bool disk;
-        const char *status, *reason;
-    };
+    // -2 for want of space is the sample router's.
+    struct Case { const char *sync, *error; bool disk; const char *status, *reason; };
     for (const Case& c : std::vector<Case>{
-             {"0", "", true, "successful", ""},
-             {"", "", true, "", ""},
-             {"5", "", true, "", ""},
+             {"0", "", true, "successful", ""}, {"", "", true, "", ""}, {"5", "", true, "", ""},
              {"-3", "", false, "failed", "USB HDD has been removed"},
              {"-3", "", true, "failed", "USB selected folder has been changed or removed"},
-             {"-2", "no_space", true, "failed", "Storage size reach limitation"},
              {"-2", "quota", true, "failed", "Data backup failure"},
              {"-1", "no_space", true, "failed", "Data backup failure"}}) {
         const char *status, *reason;
@@ -128,33 +107,30 @@ TEST(UsbMedia, BackupStatesAndDetachActions) {
         EXPECT_EQ(std::string(status) + "|" + reason, std::string(c.status) + "|" + c.reason)
             << c.sync;
     }
-    for (auto [code, action] : {std::pair{"4", "Do nothing"}, {"2", "Recover file from Amazon Cloud"},
-                                {"3", "Delete the files on Amazon Cloud"}, {"1", ""}})
-        EXPECT_STREQ(usb_detached_action(code), action);
+    expect_all({{usb_detached_action("4"), "Do nothing"}, {usb_detached_action("2"), "Recover file from Amazon Cloud"},
+                {usb_detached_action("3"), "Delete the files on Amazon Cloud"}, {usb_detached_action("1"), ""}});
 }
 
 using Satellites = TempDirTest;
 
 TEST(SatelliteInfo, BackhaulStatus) {
     // "2" is OK, "1" Close, on the sample router; the rest by the first character only.
-    for (const char* s : {"12", "1x"}) EXPECT_STREQ(bh_conn_status_text(s), "Close") << s;
-    for (const char* s : {"22", "", "3", " 1"}) EXPECT_STREQ(bh_conn_status_text(s), "Far") << s;
+    expect_all({{bh_conn_status_text("12"), "Close"}, {bh_conn_status_text("1x"), "Close"},
+                {bh_conn_status_text("22"), "Far"},   {bh_conn_status_text(""), "Far"},
+                {bh_conn_status_text("3"), "Far"},    {bh_conn_status_text(" 1"), "Far"}});
 }
 
 TEST_F(Satellites, DisconnectsByExactMac) {
     config_set("disconn_sate1", "AA:BB:CC:DD:EE:00,10,1");
     config_set("disconn_sate2", "AA:BB:CC:DD:EE:FF,300,4");
     config_set("disconn_sate4", "11:22:33:44:55:66,7,7");  // after the gap: not read
-    const std::vector<std::pair<const char*, const char*>> cases = {
-        {"AA:BB:CC:DD:EE:FF", R"({"bhDisconnectTime":"300","bhDisconnectCount":"4"})"},
-        {"aa:bb:cc:dd:ee:ff", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
-        {"11:22:33:44:55:66", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
-        {"AA:BB:CC:DD:EE", R"({"bhDisconnectTime":"0","bhDisconnectCount":"0"})"},
-    };
+    const std::pair<const char*, const char*> cases[] = {
+        {"AA:BB:CC:DD:EE:FF", "300\",\"bhDisconnectCount\":\"4"}, {"aa:bb:cc:dd:ee:ff", "0\",\"bhDisconnectCount\":\"0"},
+        {"11:22:33:44:55:66", "0\",\"bhDisconnectCount\":\"0"}, {"AA:BB:CC:DD:EE", "0\",\"bhDisconnectCount\":\"0"}};
     for (const auto& [mac, want] : cases) {
-        json_object* obj = json_object_new_object();
-        EXPECT_EQ(get_SatelliteInfo_Satellite_bhDisconnectTimeCount(obj, mac), 0);
-        EXPECT_EQ(text(obj), want) << mac;
+        JsonPtr obj(json_object_new_object());
+        EXPECT_EQ(get_SatelliteInfo_Satellite_bhDisconnectTimeCount(obj.get(), mac), 0);
+        EXPECT_EQ(json_text(obj), std::string(R"({"bhDisconnectTime":")") + want + "\"}") << mac;
     }
 }
 
@@ -175,7 +151,7 @@ class FixtureSatellites : public TempDirTest {
 
 TEST_F(FixtureSatellites, BrokenAndHostileLists) {
     for (const char* layer : {"sim/layers/bad-satellites", "sim/layers/no-satellites"})
-        EXPECT_EQ(text(satellite_info_from_list(list(layer).get())),
+        EXPECT_EQ(json_text(JsonPtr(satellite_info_from_list(list(layer).get()))),
                   R"({"numberOfSatellite":0,"Satellite":[]})") << layer;
     JsonPtr info(satellite_info_from_list(list("sim/layers/hostile").get()));
     EXPECT_EQ(json_object_get_int(json_object_object_get(info.get(), "numberOfSatellite")),

@@ -1,16 +1,25 @@
 // Shared fixtures of the unit tests: a private temporary directory (with its
 // own configuration store) and whole-file helpers.
+// Also the headers most tests use.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
-#include "runner.h"
+#include "Add_object.h"
+#include "config_store.h"
+#include "unit.h"
 #include "zol_json.h"
 
 // Each test gets a fresh directory, removed afterwards, and a store file in it
@@ -53,7 +62,8 @@ inline std::string json_text(const JsonPtr& o) { return json_text(o.get()); }
 // A member's value as text; "<absent>" when there is none.
 inline std::string member_text(json_object* o, const char* name) {
     json_object* v = nullptr;
-    return json_object_object_get_ex(o, name, &v) ? json_object_get_string(v) : "<absent>";
+    if (!json_object_object_get_ex(o, name, &v)) return "<absent>";
+    return v ? json_object_get_string(v) : "<null>";
 }
 
 inline std::string slurp(const std::string& file) {

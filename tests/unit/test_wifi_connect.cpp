@@ -1,15 +1,11 @@
 // Connect-event log lines, the satellite MAC conversion, reading logs that
 // are shorter than counted, the scratch window that must trim exactly like the
 // whole list, and the wifiAnalytics counter arithmetic.
-#include <climits>
-#include <string>
-#include <vector>
 
 #include "collect_wifi_analytics.h"
 #include "collect_wifi_connect.h"
 #include "event_document.h"
 #include "test_util.h"
-#include "zol_json.h"
 
 namespace {
 
@@ -32,8 +28,7 @@ TEST(ConnectLogLine, SplitsAsStrtokDoes) {
         {"m,,17,1,3,-45\n", {"m", "17", "1", "3", "-45\n", ""}},  // empty fields collapse
         {"m,wl1,17,1,3\n", {"m", "wl1", "17", "1", "3\n", ""}},
         {"m,wl1,17,1,3,-50,extra\n", {"m", "wl1", "17", "1", "3", "-50"}},
-        {",,,\n", {"\n", "", "", "", "", ""}},
-        {"", {"", "", "", "", "", ""}},
+        {",,,\n", {"\n", "", "", "", "", ""}}, {"", {"", "", "", "", "", ""}},
         {bytes("\xff\x01,w\x80,1\0,2"), {"\xff\x01", "w\x80", "1", "", "", ""}},
     };
     for (auto [line, want] : cases) {
@@ -55,8 +50,7 @@ TEST(SatelliteMac, OffsetBorrowAndMalformedTexts) {
         {"wl1.2", "11:22:33:44:55:10", true, "11:22:33:44:55:0e"},
         {"wl1.2", "aa:bb:cc:05:00:01", false, "aa:bb:cc:04:ff:ff"},
         // Wrong lengths and forms: parsing stops, the rest counts 0.
-        {"wl1.2", "", false, "00:00:00:00:ff:fe"},
-        {"wl1.2", "AA:BB", false, "aa:bb:00:00:ff:fe"},
+        {"wl1.2", "", false, "00:00:00:00:ff:fe"}, {"wl1.2", "AA:BB", false, "aa:bb:00:00:ff:fe"},
         {"wl1.2", "aa:bb:cc:dd:ee:ff:11:22", false, "aa:bb:cc:dd:ee:fd"},
         {"wl1.2", "aabbccddeeff", false, "ff:00:00:00:ff:fe"},
         {"wl1.2", "100:2:3:4:5:6", false, "00:02:03:04:05:04"},

@@ -2,12 +2,7 @@
 // the radios' site survey listings parsed into the wifiScanResult array.
 #include "collect_wifi.h"
 #include "collect_wifiscanresult.h"
-#include "config_store.h"
 #include "test_util.h"
-#include "zol_json.h"
-
-#include <cstring>
-#include <string>
 
 TEST(WifiTables, RateClassByBuildModelAndMode) {
     struct Case {
@@ -57,11 +52,7 @@ TEST(WifiTables, SecurityRegionInterfaceBand) {
 }
 
 TEST(WifiTables, PurposesChannelsAndStatusLines) {
-    struct Case {
-        const char* ifname;
-        const char* lower;
-        const char* title;
-    } cases[] = {
+    struct Case { const char* ifname; const char* lower; const char* title; } cases[] = {
         {"wl0.2", "backhaul", "Backhaul"}, {"wl1.3", "iot", "IOT"}, {"wl2", "main", "Primary"},
         {"wl1.1", "guest", "Guest"},       {"wl0.1.2", "backhaul", "Backhaul"},
     };
