@@ -1,6 +1,5 @@
 // The "cloud" command's merge of a producer document into a header, and the
 // device-location request's stage choice and command line.
-
 #include "collect_cloudinfo.h"
 #include "test_util.h"
 #include "xagent.h"

@@ -1,7 +1,6 @@
 // JSON in and out: text repair, the tree guard and the strict scanner that the
 // cloud's parser stands for; the writers' defaults and number format; the
 // readers of files other components leave.
-
 #include <cmath>
 
 #include "strict_json.h"

@@ -1,6 +1,5 @@
 // The fast trimming must leave exactly the file that the one-step-at-a-time
 // rule leaves (the cloud agent measures files, so every byte counts).
-
 #include <algorithm>
 
 #include "../../bench/merge_reference.h"

@@ -2,7 +2,6 @@
 // debug log, the CPU collector file, the thermal sensor files, the firmware
 // and SSO registration members and the Internet disconnect event. Each
 // source as the sample router has it is pinned by the golden documents.
-
 #include "collect_eventtype5.h"
 #include "collect_otp.h"
 #include "collect_router.h"

@@ -1,7 +1,6 @@
 // Connect-event log lines, the satellite MAC conversion, reading logs that
 // are shorter than counted, the scratch window that must trim exactly like the
 // whole list, and the wifiAnalytics counter arithmetic.
-
 #include "collect_wifi_analytics.h"
 #include "collect_wifi_connect.h"
 #include "event_document.h"
