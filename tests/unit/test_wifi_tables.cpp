@@ -5,33 +5,21 @@
 #include "test_util.h"
 
 TEST(WifiTables, RateClassByBuildModelAndMode) {
-    struct Case {
-        const char* pre;
-        const char* mode;
-        WifiBuild build;
-        const char* model;
-        const char* label;
-    } cases[] = {
-        {"wla", "3", WifiBuild::ax, "ZT960", "Up to 2.9 Gbps"},
-        {"wla", "9", WifiBuild::ax, "ZT5205", "Up to 2.9 Gbps"},  // begins with ZT520
-        {"wla", "2", WifiBuild::ax, "ZT480", "Up to 1.1 Gbps"},
-        {"wla", "10", WifiBuild::ax, "ZT450X", "Up to 4.3 Gbps"},
-        {"wla", "1", WifiBuild::ax, "ZT4400", "Up to 0.4 Gbps"},  // ZT440 is a whole-name test
-        {"wla", "8", WifiBuild::ax, "ZT430", "Up to 0.8 Gbps"},
-        {"wla", "", WifiBuild::ax, "ZT430", "Up to 0.4 Gbps"},  // unset: low
-        {"wla", "-3", WifiBuild::ax, "ZT960", "Up to 0.7 Gbps"},
-        {"wla", "junk", WifiBuild::ax, "ZT960", "Up to 0.7 Gbps"},
-        {"wla_6g", "5", WifiBuild::ax, "ZT990", "Up to 5.8 Gbps"},
-        {"wla_6g", "10", WifiBuild::ax, "ZT990", "Up to 11.5 Gbps"},
-        {"wla1", "4", WifiBuild::ax, "", "Up to 0.7 Gbps"},
-        {"wl", "6", WifiBuild::ax, "ZT580", "Up to 0.6 Gbps"},
-        {"wl", "2", WifiBuild::ax, "ZT960", "Up to 0.4 Gbps"},
-        {"wl", "10", WifiBuild::ax, "ZT960", "Up to 0.3 Gbps"},  // undefined index
-        {"wl", "1", WifiBuild::ax, "ZT960", "Up to 0.3 Gbps"},
-        // Link rates in Mbps never match a row: always the first label.
+    // Link rates in Mbps (QW55, legacy builds) never match a row: always the
+    // first label. ZT440 is a whole-name test, ZT520 a prefix; "10" on wl an
+    // undefined index; an unset mode is low.
+    struct Case { const char *pre, *mode; WifiBuild build; const char *model, *label; } cases[] = {
+        {"wla", "3", WifiBuild::ax, "ZT960", "Up to 2.9 Gbps"},  {"wla", "9", WifiBuild::ax, "ZT5205", "Up to 2.9 Gbps"},
+        {"wla", "2", WifiBuild::ax, "ZT480", "Up to 1.1 Gbps"},  {"wla", "10", WifiBuild::ax, "ZT450X", "Up to 4.3 Gbps"},
+        {"wla", "1", WifiBuild::ax, "ZT4400", "Up to 0.4 Gbps"}, {"wla", "8", WifiBuild::ax, "ZT430", "Up to 0.8 Gbps"},
+        {"wla", "", WifiBuild::ax, "ZT430", "Up to 0.4 Gbps"},   {"wla", "-3", WifiBuild::ax, "ZT960", "Up to 0.7 Gbps"},
+        {"wla", "junk", WifiBuild::ax, "ZT960", "Up to 0.7 Gbps"}, {"wla_6g", "5", WifiBuild::ax, "ZT990", "Up to 5.8 Gbps"},
+        {"wla_6g", "10", WifiBuild::ax, "ZT990", "Up to 11.5 Gbps"}, {"wla1", "4", WifiBuild::ax, "", "Up to 0.7 Gbps"},
+        {"wl", "6", WifiBuild::ax, "ZT580", "Up to 0.6 Gbps"},   {"wl", "2", WifiBuild::ax, "ZT960", "Up to 0.4 Gbps"},
+        {"wl", "10", WifiBuild::ax, "ZT960", "Up to 0.3 Gbps"},  {"wl", "1", WifiBuild::ax, "ZT960", "Up to 0.3 Gbps"},
         {"wla", "3", WifiBuild::ax_qw55, "QW55", "Up to 0.3 Gbps"},
         {"wla_6g", "10", WifiBuild::legacy, "ZT960", "Up to 0.3 Gbps"},
-        {"wla", "10", WifiBuild::legacy, "ZT960", "Up to 0.3 Gbps"},  // index 0
+        {"wla", "10", WifiBuild::legacy, "ZT960", "Up to 0.3 Gbps"},
     };
     for (const Case& c : cases)
         EXPECT_STREQ(wlan_mode_label(c.pre, c.mode, c.build, c.model), c.label)
@@ -77,7 +65,7 @@ TEST(WifiTables, PurposesChannelsAndStatusLines) {
     EXPECT_TRUE(matched);
 }
 
-class WifiReaders : public TempDirTest {};
+using WifiReaders = TempDirTest;
 
 TEST_F(WifiReaders, StoreKeysAndFiles) {
     std::string pre(60, 'p');
@@ -90,20 +78,14 @@ TEST_F(WifiReaders, StoreKeysAndFiles) {
     EXPECT_STREQ(get_wlan_sec(pre.c_str()), "WEP128");
 
     config_set("wla_country", "21");
-    EXPECT_STREQ(get_wlan_region("wla"), "TW");
     config_set("radio_number", "0x3");
-    EXPECT_STREQ(get_wlan_IFname("wla"), "wl0");
-    EXPECT_STREQ(get_radio_band("wl1.1"), "2G");
+    expect_all({{get_wlan_region("wla"), "TW"}, {get_wlan_IFname("wla"), "wl0"}, {get_radio_band("wl1.1"), "2G"}});
     config_set("radio_number", "0x7");
     EXPECT_STREQ(get_wlan_IFname("wla"), "wl1");
-
-    EXPECT_EQ(enable_ap(put("status", "Up\n").c_str()), 1);
-    EXPECT_EQ(enable_ap(put("empty", "").c_str()), 0);
-    EXPECT_EQ(enable_ap(path("missing").c_str()), 0);
-    EXPECT_EQ(get_wlan_status("wlg1"), 0);
-
-    EXPECT_EQ(interface_exists("lo"), 1);
-    EXPECT_EQ(interface_exists("lo0-none"), 0);
+    auto num = [](long n) { return std::to_string(n); };
+    expect_all({{num(enable_ap(put("status", "Up\n").c_str())), "1"}, {num(enable_ap(put("empty", "").c_str())), "0"},
+                {num(enable_ap(path("missing").c_str())), "0"}, {num(get_wlan_status("wlg1")), "0"},
+                {num(interface_exists("lo")), "1"}, {num(interface_exists("lo0-none")), "0"}});
 }
 
 namespace {
@@ -112,15 +94,9 @@ struct Parsed {
     JsonPtr list{json_object_new_array()};
     int ssids = 0;
     size_t size() const { return json_object_array_length(list.get()); }
-    // Compact text of element i: member order, types and values at once.
-    std::string text(size_t i) const {
-        return json_object_to_json_string_ext(json_object_array_get_idx(list.get(), i),
-                                              JSON_C_TO_STRING_PLAIN);
-    }
+    std::string text(size_t i) const { return json_text(json_object_array_get_idx(list.get(), i)); }
     std::string str(size_t i, const char* key) const {
-        json_object* v = nullptr;
-        json_object_object_get_ex(json_object_array_get_idx(list.get(), i), key, &v);
-        return json_object_get_string(v);
+        return member_text(json_object_array_get_idx(list.get(), i), key);
     }
 };
 
