@@ -89,6 +89,10 @@ json_object* json_at(json_object* root, const std::string& dotted_path);
 // String value at a dotted path ("" when absent or not a string).
 std::string json_str(json_object* root, const std::string& dotted_path);
 
+inline bool has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
 // One item's run and its document.
 struct ItemRun {
     SimResult r;

@@ -4,17 +4,10 @@
 // Circle document itself is the golden one (docs/golden/cloud.json).
 #include <fstream>
 #include <sstream>
-#include <string>
 
 #include "sim_harness.h"
 
-namespace {
-
 const std::string kFffd = "\xEF\xBF\xBD";
-
-bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-}  // namespace
 
 TEST(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
     REQUIRE_SIM();

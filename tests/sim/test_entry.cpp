@@ -1,7 +1,6 @@
-// The command line as the router's scripts use it: usage, unknown words and
-// the model probe, run through the real binary in the simulated router.
-#include <string>
-#include <vector>
+// The command line as the router's scripts use it: usage, unknown words, the
+// model probe and the model's gating of "all", run through the real binary in
+// the simulated router.
 
 #include "sim_harness.h"
 
@@ -41,14 +40,20 @@ TEST(Entry, ModelProbeNeverRunsTheBoardFileAsShell) {
     EXPECT_EQ(run.r.file("/tmp/aws_json_eventtype4").rfind("{\n  \"routerHardware\":{\n", 0), 0u);
 }
 
-TEST(Entry, EveryRunExitsZeroWithoutBoardFiles) {
+// The model without USB: the single items' gating by model carries over into
+// the "all" document (the sample router's is its golden document).
+TEST(AllDocument, ModelWithoutUsbLeavesOutUsbMediaQosAndVpn) {
     REQUIRE_SIM();
     Scenario sc;
-    sc.remove = {"/module_name", "/etc/init.d/model_check.sh", "/firmware_version",
-                 "/tmp/board_hw_id", "/proc/nvram/boardid", "/tmp/Seria_Number"};
-    sc.netifs = {"!br0"};
-    ItemRun run = run_item("eventtype4", sc);
-    expect_members(run.at("routerHardware"),
-                   {{"hwRevision", ","}, {"modelName", ""}, {"deviceInfo.macAddress", ""}});
+    sc.files["/module_name"] = "ZT410\n";
+    ItemRun run = run_item("all", sc);
+    EXPECT_EQ(member_names(run.doc.get()), golden_members("all", "", {"vumba", "mediaDevice"}));
+    EXPECT_EQ(member_names(run.at("routerInfo")),
+              golden_members("routerInfo", "routerInfo",
+                             {"vpnLastestConnStatus", "vpnFailedConnReason", "vpnFailedDebugInfo"}));
+    EXPECT_EQ(member_names(run.at("routerConfig")),
+              golden_members("routerConfig", "routerConfig",
+                             {"dynamicQos", "serviceVPN", "ethernetPortAggregation", "vpnClientEnable",
+                              "vpnServerProvider", "vpnProtocol", "vpnCountry", "vpnCity"}));
+    expect_members(run.at("routerConfig"), {{"mode", "Router"}, {"11axEnable", "true"}});
 }
-

@@ -5,21 +5,15 @@
 
 #include <cstdio>
 #include <ctime>
-#include <string>
-#include <vector>
-
-namespace {
 
 // A moment the router printed, read as UTC, within [lo, hi]; the slack is for
 // the whole seconds lost on each of the two clocks the router subtracts.
-void expect_moment(const std::string& text, const char* format, time_t lo, time_t hi) {
+static void expect_moment(const std::string& text, const char* format, time_t lo, time_t hi) {
     struct tm t {};
     ASSERT_NE(strptime(text.c_str(), format, &t), nullptr) << text;
     EXPECT_GE(timegm(&t), lo - 3) << text;
     EXPECT_LE(timegm(&t), hi + 1) << text;
 }
-
-}  // namespace
 
 TEST(GenericItems, HardwareHeaderDocument) {
     REQUIRE_SIM();
@@ -49,6 +43,14 @@ TEST(GenericItems, HardwareHeaderDocument) {
                     {"hwRevision", ","}, {"stage", "prod"}, {"autoUpdateOption", "2"},
                     {"routerAnalyticsOption", "2"}});
     EXPECT_FALSE(run.r.exists("/tmp/router-analytics/zol_md5_code"));
+
+    // No board files, no LAN interface: every header member falls back.
+    Scenario bare;
+    bare.remove = {"/module_name", "/etc/init.d/model_check.sh", "/firmware_version",
+                   "/tmp/board_hw_id", "/proc/nvram/boardid", "/tmp/Seria_Number"};
+    bare.netifs = {"!br0"};
+    expect_members(run_item("eventtype4", bare).at("routerHardware"),
+                   {{"hwRevision", ","}, {"modelName", ""}, {"deviceInfo.macAddress", ""}});
 }
 
 TEST(GenericItems, CpuAndMemoryFallbacks) {

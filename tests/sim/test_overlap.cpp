@@ -6,19 +6,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "sim_harness.h"
-
-namespace {
 
 const char* const kMix[] = {"routerConfig", "connectedDevice", "eventtype2", "wifiScanResult",
                             "routerInfo", "all"};
 constexpr int kLoops = 4;
 constexpr long kMiB = 1048576;
 
-int env_or(const char* name, int fallback) {
+static int env_or(const char* name, int fallback) {
     const char* v = getenv(name);
     return v && atoi(v) > 0 ? atoi(v) : fallback;
 }
@@ -26,7 +22,7 @@ int env_or(const char* name, int fallback) {
 // Takes out the members that change with the clock, whoever runs (the CPU
 // load is two samples of the moment; the traffic increments are checked as a
 // sum), and returns the rest as text.
-std::string without_clock(json_object* o) {
+static std::string without_clock(json_object* o) {
     if (json_object_is_type(o, json_type_object)) {
         for (const char* m : {"timeStamp", "fwLastChecked", "trafficMeter", "cpuUtilizationsCurrent", "upTime"})
             json_object_object_del(o, m);
@@ -42,7 +38,7 @@ std::string without_clock(json_object* o) {
 
 // /proc/net/dev whose WAN counters grow by 1 MiB received, 2 MiB sent, at
 // each reading.
-std::vector<std::string> growing_counters(int readings) {
+static std::vector<std::string> growing_counters(int readings) {
     std::vector<std::string> out;
     for (int k = 1; k <= readings; ++k)
         out.push_back("Inter-|   Receive |  Transmit\n face |bytes packets|bytes packets\n"
@@ -143,4 +139,3 @@ TEST(Overlap, KilledRunsLeaveEveryFileWhole) {
     EXPECT_TRUE(r.files_with_prefix("/tmp/aws_json_all.").size() <= 1);
 }
 
-}  // namespace

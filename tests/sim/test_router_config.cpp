@@ -5,11 +5,6 @@
 #include "sim_harness.h"
 
 #include <fstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-namespace {
 
 const std::vector<std::string> kRouted = {"trafficMeterEnabled", "portForwarding", "portTriggering"};
 
@@ -24,7 +19,7 @@ struct DocCase {
     Members want;
 };
 
-void expect_documents(const std::vector<DocCase>& cases) {
+static void expect_documents(const std::vector<DocCase>& cases) {
     for (const DocCase& c : cases) {
         SCOPED_TRACE(c.name);
         Scenario sc;
@@ -38,7 +33,7 @@ void expect_documents(const std::vector<DocCase>& cases) {
 }
 
 // The sample router's agent settings with another installed agent version.
-std::string d2_db_with_version(const std::string& version) {
+static std::string d2_db_with_version(const std::string& version) {
     std::ifstream in(std::string(DC_SOURCE_DIR) + "/sim/router/rootfs/tmp/sim/d2.db");
     std::string line, out;
     while (std::getline(in, line))
@@ -46,8 +41,6 @@ std::string d2_db_with_version(const std::string& version) {
                                                                : line) + "\n";
     return out;
 }
-
-}  // namespace
 
 TEST(RouterConfigItem, ModesLayoutsWanAndVlan) {
     REQUIRE_SIM();

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <string>
 
 TEST(RouterSim, FixtureScenarioAndIsolation) {
     REQUIRE_SIM();
@@ -66,10 +65,8 @@ TEST(RouterSim, LayersNeverWriteThroughLinks) {
 
     Scenario sc;
     sc.extra_fixtures = {s + "/lower"};
-    sc.files = {{"/opt/abs", "upper abs\n"},
-                {"/opt/rel", "upper rel\n"},
-                {"/opt/dir/victim", "upper dir\n"},
-                {"/opt/c1", "upper chain\n"}};
+    sc.files = {{"/opt/abs", "upper abs\n"}, {"/opt/rel", "upper rel\n"},
+                {"/opt/dir/victim", "upper dir\n"}, {"/opt/c1", "upper chain\n"}};
     sc.remove = {"/opt/del/victim"};
     SimResult r = run_in_router({"sh", "-c", "cat /opt/abs /opt/rel /opt/dir/victim /opt/c1"}, sc);
     EXPECT_EQ(r.status, 0) << r.err;

@@ -4,18 +4,12 @@
 #include "sim_harness.h"
 
 #include <iterator>
-#include <string>
-#include <vector>
-
-namespace {
 
 const char* const kSsoFiles[] = {
     "/tmp/ssoLoginMethod",         "/tmp/ssoLoginEvent",          "/tmp/ssoLoginFromIP",
     "/tmp/ssoLoginInternetStatus", "/tmp/ssoLoginDuringInstallation",
     "/tmp/ssoLoginRedirectString", "/tmp/ssoLoginRedirectStringENC", "/tmp/ssoLoginResult",
 };
-
-}  // namespace
 
 TEST(SmallEvents, SsoLoginEvent) {
     REQUIRE_SIM();

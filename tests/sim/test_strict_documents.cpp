@@ -3,17 +3,11 @@
 #include "sim_harness.h"
 
 #include <algorithm>
-#include <string>
-#include <vector>
-
-namespace {
 
 const std::string kFffd = "\xEF\xBF\xBD";
 
-bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 // A scan block in the survey tool's layout, with its channel-load line.
-std::string scan_block(const std::string& ssid, const std::string& bssid) {
+static std::string scan_block(const std::string& ssid, const std::string& bssid) {
     return "SSID: \"" + ssid + "\"\n"
            "Mode: Managed\tRSSI: -50 dBm\tSNR: 40 dB\tnoise: -90 dBm\tFlags: RSSI on-channel \tChannel: 6/20\n"
            "BSSID: " + bssid + "\tCapability: ESS Privacy ShortSlot \n"
@@ -63,4 +57,3 @@ TEST(StrictDocuments, DebugLogRecordFoundByItsMemberNotByTheWord) {
     EXPECT_TRUE(run.r.exists("/tmp/dbgLogs-line") && run.r.exists("/tmp/ubinfo_ubi0.txt"));
 }
 
-}  // namespace

@@ -3,17 +3,10 @@
 // at all, no kernel USB list, and hostile inputs.
 #include "sim_harness.h"
 
-#include <string>
-#include <vector>
-
-namespace {
-
 const std::string kServerNoUsb =
     R"({"plexEnabled":false,"plexVersion":"1.40.1.8227-c0dd5a73e 2024 Mar, 07",)"
     R"("plexRunning":true,"plexErrorCode":"","plexAutoUpdate":true,"plexUSBDriveSelected":true,)"
     R"("plexUSBDriveInfo":"","plexRemoteDrive":true,"plexRemoteFolders":"2"})";
-
-}  // namespace
 
 TEST(UsbItems, WithoutUsb) {
     REQUIRE_SIM();

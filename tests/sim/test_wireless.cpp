@@ -6,11 +6,6 @@
 #include "sim_harness.h"
 
 #include <cstdlib>
-#include <string>
-#include <utility>
-#include <vector>
-
-namespace {
 
 using Names = std::vector<std::string>;
 
@@ -19,7 +14,7 @@ const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
 const char kRecordingTool[] = "#!/bin/sh\necho \"$*\" >>/tmp/ra_wifi_info_calls\n";
 
 // The events of a wifiConnectEvent document (empty when there are none).
-std::vector<json_object*> events(const ItemRun& run) {
+static std::vector<json_object*> events(const ItemRun& run) {
     std::vector<json_object*> out;
     json_object* list = run.at("wifiConnectEvent.event");
     for (size_t i = 0; list && i < json_object_array_length(list); ++i)
@@ -27,15 +22,13 @@ std::vector<json_object*> events(const ItemRun& run) {
     return out;
 }
 
-ItemRun connect_event(const Scenario& sc) { return run_item("wifiConnectEvent", sc); }
+static ItemRun connect_event(const Scenario& sc) { return run_item("wifiConnectEvent", sc); }
 
-SimJson object(const std::string& name, const Scenario& sc = {}) {
+static SimJson object(const std::string& name, const Scenario& sc = {}) {
     SimResult r = run_in_router({"wifi_objects", name}, sc);
     EXPECT_EQ(r.status, 0) << r.err;
     return SimJson(json_tokener_parse(r.out.c_str()));
 }
-
-}  // namespace
 
 TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
     REQUIRE_SIM();
