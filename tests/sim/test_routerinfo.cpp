@@ -207,6 +207,7 @@ TEST(RouterInfo, HostileAndMalformedSources) {
         {"/proc/net/arp", "IP address HW type Flags HW address Mask Device\n"
                           "192.168.100.1 0x1 0x2 $(>/tmp/pwned) * brwan\n" + long_line},
         {"/proc/meminfo", binary},
+        {"/tmp/Seria_Number", "6LA1\x80\xc0\xaf" "00\n"},  // not UTF-8: the header is repaired
         {"/tmp/Tarnel_MAXmind", R"({"country":"\u00e9\ud800","zoneOffset":NaN,"city":12,)"
                                 R"("isp":")" + std::string(300, 'i') + R"("})"},
         {"/tmp/mem_collect_info", "1\n-99999999999999999999\n"},

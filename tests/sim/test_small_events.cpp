@@ -1,6 +1,6 @@
 // The small event documents in the simulated router beside the sample
-// router's golden ones: SSO login (eventtype7) and Internet disconnect
-// (eventtype5).
+// router's golden ones: SSO login (eventtype7), Internet disconnect
+// (eventtype5) and the debug-log edit (eventtype10).
 #include "sim_harness.h"
 
 #include <iterator>
@@ -55,3 +55,25 @@ TEST(SmallEvents, InternetDisconnectEventAndMarkers) {
     EXPECT_FALSE(run.r.exists("/tmp/pwned"));
     EXPECT_EQ(run.r.file("/tmp/router-analytics/gw_disconn_duration"), hostile + "\n");
 }
+
+TEST(SmallEvents, DebugLogRecordFoundByItsMemberNotByTheWord) {
+    REQUIRE_SIM();
+    Scenario sc;
+    sc.files["/tmp/Seria_Number"] = "dbgMsg \"dbgMsg\": }\n";
+    sc.files["/usr/sbin/ubinfo"] =
+        "#!/bin/sh\n"
+        "echo 'Volumes count: 3 dbgMsg'\n"
+        "echo '\"dbgMsg\": {x}'\n"
+        "echo 'Total amount of logical eraseblocks: 1016 (129007616 bytes)'\n"
+        "echo 'Count of bad physical eraseblocks: 0'\n";
+    ItemRun run = run_item("eventtype10", sc);
+    json_object* logs = run.at("dbgLogs");
+    ASSERT_EQ(json_type_name(logs), "array");
+    ASSERT_EQ(json_object_array_length(logs), 1u);
+    EXPECT_EQ(json_str(logs, "0.dbgArg1"), "1016");
+    EXPECT_TRUE(has(json_str(logs, "0.dbgMsg"), "\"dbgMsg\": {x}"));
+    EXPECT_EQ(json_str(run.doc.get(), "routerHardware.deviceInfo.serialNumber"), "dbgMsg \"dbgMsg\": }");
+    // The scratch files the firmware looks at stay.
+    EXPECT_TRUE(run.r.exists("/tmp/dbgLogs-line") && run.r.exists("/tmp/ubinfo_ubi0.txt"));
+}
+

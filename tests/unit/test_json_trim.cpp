@@ -112,17 +112,6 @@ TEST_F(TrimTest, BothRulesLeaveTheStepByStepBytes) {
     put("fast", std::string(200000, '\x01'));
     trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", 0, kCeiling);
     EXPECT_EQ(slurp(fast_).size(), 200000u);
-}
-
-TEST_F(TrimTest, ArrayEditsInPlace) {
-    write_list("wifiConnectEvent", "event", 10);
-    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "event", 4);
-    EXPECT_EQ(length("wifiConnectEvent", "event"), 4u);
-    // Out-of-range or missing targets change nothing and do not crash.
-    delete_array_idx_from_file(fast_.c_str(), "wifiConnectEvent", "event", 99);
-    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "nothing", 1);
-    delete_array_from_file(fast_.c_str(), "absent", "event", 1);
-    EXPECT_EQ(length("wifiConnectEvent", "event"), 4u);
     EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), "absent", "x"), 0);
     EXPECT_EQ(get_second_object_int_from_file("/nonexistent/file", "a", "b"), 0);
 }

@@ -241,13 +241,6 @@ TEST_F(StoreTest, CheckTime) {
     // 1901 by a 32-bit time_t.
     ASSERT_EQ(config_set("check_time", "99999999999"), 0);
     EXPECT_GE(atoi(get_check_time()), local.tm_year + 1900 + 67);
-
-    config_set("wan_proto", "pppoe");
-    config_set("wan_pppoe_demand", "0");
-    config_set("wan_pptp_demand", "1");
-    EXPECT_EQ(is_wan_on_demand(), 0);
-    config_set("wan_proto", "pptp");
-    EXPECT_EQ(is_wan_on_demand(), 1);
 }
 
 // Through the real /proc readers; the plain 25% and 50% cases run simulated.

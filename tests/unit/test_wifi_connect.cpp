@@ -6,14 +6,7 @@
 #include "event_document.h"
 #include "test_util.h"
 
-namespace {
-
-template <size_t N>
-std::string bytes(const char (&s)[N]) {
-    return std::string(s, N - 1);
-}
-
-}  // namespace
+using namespace std::string_literals;
 
 TEST(ConnectLogLine, SplitsAsStrtokDoes) {
     using V = std::vector<std::string>;
@@ -23,7 +16,7 @@ TEST(ConnectLogLine, SplitsAsStrtokDoes) {
         {"m,wl1,17,1,3\n", {"m", "wl1", "17", "1", "3\n", ""}},
         {"m,wl1,17,1,3,-50,extra\n", {"m", "wl1", "17", "1", "3", "-50"}},
         {",,,\n", {"\n", "", "", "", "", ""}}, {"", {"", "", "", "", "", ""}},
-        {bytes("\xff\x01,w\x80,1\0,2"), {"\xff\x01", "w\x80", "1", "", "", ""}},
+        {"\xff\x01,w\x80,1\0,2"s, {"\xff\x01", "w\x80", "1", "", "", ""}},
     };
     for (auto [line, want] : cases) {
         ConnectLogFields f = split_connect_log_line(&line[0]);
