@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -409,4 +410,35 @@ json_object* json_at(json_object* root, const std::string& dotted_path) {
 std::string json_str(json_object* root, const std::string& dotted_path) {
     json_object* v = json_at(root, dotted_path);
     return v && json_object_is_type(v, json_type_string) ? json_object_get_string(v) : "";
+}
+
+ItemRun run_item(const std::string& item, const Scenario& sc, const std::vector<std::string>& argv) {
+    ItemRun run{run_in_router(argv.empty() ? std::vector<std::string>{"data_collector", item} : argv,
+                              sc), nullptr};
+    EXPECT_EQ(run.r.status, 0) << run.r.err.substr(0, 2000);
+    run.doc = run.r.json("/tmp/aws_json_" + item);
+    EXPECT_TRUE(run.doc) << item << ": " << run.r.file("/tmp/aws_json_" + item).substr(0, 2000);
+    return run;
+}
+
+std::string json_text(json_object* root, const std::string& dotted_path) {
+    json_object* v = json_at(root, dotted_path);
+    if (!v) return "<absent>";
+    return json_object_is_type(v, json_type_string)
+               ? json_object_get_string(v)
+               : json_object_to_json_string_ext(v, JSON_C_TO_STRING_PLAIN);
+}
+
+void expect_members(json_object* root, const Members& want) {
+    for (const auto& [path, value] : want) EXPECT_EQ(json_text(root, path), value) << path;
+}
+
+std::vector<std::string> golden_members(const std::string& item, const std::string& dotted_path,
+                                        const std::vector<std::string>& drop) {
+    SimJson golden(json_object_from_file((std::string(kSourceDir) + "/docs/golden/" + item + ".json").c_str()));
+    std::vector<std::string> out;
+    json_object* obj = dotted_path.empty() ? golden.get() : json_at(golden.get(), dotted_path);
+    for (const auto& n : member_names(obj))
+        if (std::find(drop.begin(), drop.end(), n) == drop.end()) out.push_back(n);
+    return out;
 }

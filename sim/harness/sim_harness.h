@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct SimJsonPut {
@@ -87,3 +88,28 @@ std::string json_shape(json_object* obj);
 json_object* json_at(json_object* root, const std::string& dotted_path);
 // String value at a dotted path ("" when absent or not a string).
 std::string json_str(json_object* root, const std::string& dotted_path);
+
+inline bool has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// One item's run and its document.
+struct ItemRun {
+    SimResult r;
+    SimJson doc;
+    json_object* at(const std::string& path) const { return json_at(doc.get(), path); }
+};
+// Runs `data_collector item` (or argv, which writes the item's document) in
+// the router changed by sc; expects exit status 0 and a document. Member
+// order, types and event types are the schemas' to check.
+ItemRun run_item(const std::string& item, const Scenario& sc = {},
+                 const std::vector<std::string>& argv = {});
+// A member as text: a string as it is, anything else as compact JSON;
+// "<absent>" when absent or null.
+std::string json_text(json_object* root, const std::string& dotted_path);
+using Members = std::vector<std::pair<std::string, std::string>>;
+void expect_members(json_object* root, const Members& want);
+// Member names of the object at dotted_path in docs/golden/<item>.json, less
+// those in drop: a variant of the sample router described by what it lacks.
+std::vector<std::string> golden_members(const std::string& item, const std::string& dotted_path,
+                                        const std::vector<std::string>& drop = {});

@@ -1,68 +1,55 @@
-// "data_collector cloud <in> <out>" in the simulated router: producer
-// documents get the router's header, or are moved when they already have one.
+// "data_collector cloud <in> <out>" in the simulated router, every case in one
+// run: producer documents get the router's header, or are moved when they
+// already have one, and come out strict JSON whatever came in. The forwarded
+// Circle document itself is the golden one (docs/golden/cloud.json).
 #include <fstream>
 #include <sstream>
 
 #include "sim_harness.h"
 
-namespace {
+const std::string kFffd = "\xEF\xBF\xBD";
 
-const char kOut[] = "/tmp/aws_json_cloudtest";
-
-SimResult run_cloud(const std::string& infile, const Scenario& sc = {}) {
-    return run_in_router({"data_collector", "cloud", infile, kOut}, sc);
-}
-
-TEST(SimCloud, DocumentWithHeaderIsMovedUnchanged) {
+TEST(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
     REQUIRE_SIM();
-    std::ifstream in(std::string(DC_SOURCE_DIR) +
-                     "/sim/router/rootfs/tmp/sim/cloud_in_with_header.json");
-    std::stringstream original;
-    original << in.rdbuf();
-    SimResult r = run_cloud("/tmp/sim/cloud_in_with_header.json");
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_FALSE(r.exists("/tmp/sim/cloud_in_with_header.json"));
-    EXPECT_EQ(r.file(kOut), original.str());
-    EXPECT_FALSE(r.exists("/tmp/aws_json_circleV2"));
-}
-
-TEST(SimCloud, CircleEventTakesProducerIdentityAndIsKept) {
-    REQUIRE_SIM();
-    SimResult r = run_cloud("/tmp/sim/cloud_in_circle.json");
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out.rfind("DATA_COLLECTOR: raw data /tmp/sim/cloud_in_circle.json\n {", 0), 0u);
-    SimJson doc = r.json(kOut);
-    ASSERT_TRUE(doc) << r.file(kOut);
-    EXPECT_EQ(member_names(doc.get()), (std::vector<std::string>{"routerHardware", "circleV2"}));
-
-    json_object* hw = json_at(doc.get(), "routerHardware");
-    std::vector<std::string> names = member_names(hw);
-    ASSERT_GE(names.size(), 4u);
-    EXPECT_EQ(names[0], "productFamily");
-    EXPECT_EQ(std::vector<std::string>(names.end() - 2, names.end()),
-              (std::vector<std::string>{"epochTimeStamp", "ntpResult"}));
-    EXPECT_EQ(json_object_get_int(json_at(hw, "eventType")), 6);
-    EXPECT_STREQ(json_object_to_json_string_ext(json_at(hw, "timeStamp"), JSON_C_TO_STRING_PLAIN),
-                 R"({"date":[2024,1,2],"time":[3,4,5]})");
-    EXPECT_EQ(json_type_name(json_at(hw, "epochTimeStamp")), "null");
-    EXPECT_EQ(json_type_name(json_at(hw, "ntpResult")), "null");
-    EXPECT_EQ(json_str(doc.get(), "circleV2.circleV2Profiles.2"), "Adult");
-
-    EXPECT_EQ(r.file("/tmp/aws_json_circleV2"), r.file(kOut));
-    EXPECT_TRUE(r.exists("/tmp/sim/cloud_in_circle.json"));
-}
-
-TEST(SimCloud, BrokenProducerDocumentStillGivesAHeader) {
-    REQUIRE_SIM();
+    std::ifstream in(std::string(DC_SOURCE_DIR) + "/sim/router/rootfs/tmp/sim/cloud_in_with_header.json");
+    std::stringstream with_header;
+    with_header << in.rdbuf();
     Scenario sc;
     sc.files["/tmp/sim/bad.json"] = "{\"circleV2\": {\"x\": 1";
-    SimResult r = run_cloud("/tmp/sim/bad.json", sc);
+    sc.files["/tmp/sim/nan_plain.json"] =
+        R"({"speedTest":{"down":NaN,"up":Infinity,"list":[1.5,-Infinity],"name":"ok"}})";
+    sc.files["/tmp/sim/nan_header.json"] =
+        "{\"routerHardware\":{\"eventType\":9},\"probe\":{\"rtt\":-Infinity,\"ssid\":\"Caf\xe9\",\"ok\":2.5}}";
+    // Each output is /tmp/aws_json_N (the cloud's schema checks them) or
+    // /tmp/out_N; a line after each run tells whether the Circle copy is there.
+    std::string script;
+    for (const char* doc : {"aws_json_1 cloud_in_with_header", "aws_json_2 bad", "aws_json_3 cloud_in_circle",
+                            "out_4 nan_plain", "out_5 nan_header"})
+        script += std::string("set -- ") + doc + "; data_collector cloud /tmp/sim/$2.json /tmp/$1; "
+                  "echo \"== $2:$(test -e /tmp/aws_json_circleV2 && echo circle)\"; ";
+    SimResult r = run_in_router({"sh", "-c", script}, sc);
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("not find file_name: /tmp/sim/bad.json\n"), std::string::npos) << r.out;
-    SimJson doc = r.json(kOut);
-    ASSERT_TRUE(doc) << r.file(kOut);
-    EXPECT_EQ(member_names(doc.get()), std::vector<std::string>{"routerHardware"});
-    EXPECT_FALSE(r.exists("/tmp/aws_json_circleV2"));
-}
 
-}  // namespace
+    // A document with its header is moved unchanged.
+    EXPECT_EQ(r.file("/tmp/aws_json_1"), with_header.str());
+    EXPECT_FALSE(r.exists("/tmp/sim/cloud_in_with_header.json"));
+    EXPECT_TRUE(has(r.out, "== cloud_in_with_header:\n"));
+    // A broken one still gives a header.
+    EXPECT_TRUE(has(r.out, "not find file_name: /tmp/sim/bad.json\n")) << r.out;
+    SimJson doc = r.json("/tmp/aws_json_2");
+    EXPECT_EQ(member_names(doc.get()), std::vector<std::string>{"routerHardware"});
+    EXPECT_TRUE(has(r.out, "== bad:\n"));
+    // A Circle event is kept as aws_json_circleV2 too, and its input stays.
+    EXPECT_TRUE(has(r.out, "DATA_COLLECTOR: raw data /tmp/sim/cloud_in_circle.json\n {"));
+    EXPECT_TRUE(has(r.out, "== cloud_in_circle:circle\n"));
+    EXPECT_EQ(r.file("/tmp/aws_json_circleV2"), r.file("/tmp/aws_json_3"));
+    EXPECT_TRUE(r.exists("/tmp/sim/cloud_in_circle.json"));
+
+    // Non-finite numbers become null, text that is not UTF-8 is repaired;
+    // a headed document is rewritten clean and its input is gone.
+    EXPECT_EQ(json_text(r.json("/tmp/out_4").get(), "speedTest"),
+              R"({"down":null,"up":null,"list":[1.5,null],"name":"ok"})");
+    SimJson moved = r.json("/tmp/out_5");
+    EXPECT_EQ(json_text(moved.get(), "probe"), "{\"rtt\":null,\"ssid\":\"Caf" + kFffd + "\",\"ok\":2.5}");
+    EXPECT_FALSE(r.exists("/tmp/sim/nan_header.json"));
+}

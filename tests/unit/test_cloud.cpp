@@ -1,16 +1,8 @@
 // The "cloud" command's merge of a producer document into a header, and the
 // device-location request's stage choice and command line.
-#include <cstdio>
-#include <cstring>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
-
 #include "collect_cloudinfo.h"
 #include "test_util.h"
 #include "xagent.h"
-#include "zol_json.h"
 
 namespace {
 

@@ -1,13 +1,9 @@
 // Connected devices: type names, MAC forms, the station dump and scanner
 // counts, the link file and the device-recognition records.
-#include <gtest/gtest.h>
-
-#include <string>
-
+#include "test_util.h"
 #include "attach_device.h"
 #include "connectedDevice.h"
 #include "fing.h"
-#include "zol_json.h"
 
 using namespace std::string_literals;
 
@@ -27,11 +23,6 @@ std::string band_counts() {
     return s + "| wireless=" + std::to_string(connectedDevices[kRowWireless].total);
 }
 
-std::string text(json_object* obj, const char* key) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(obj, key, &v) ? json_object_get_string(v) : "<absent>";
-}
-
 }  // namespace
 
 TEST(Devices, TypeNames) {
@@ -47,12 +38,8 @@ TEST(Devices, TypeNames) {
 
 TEST(Devices, MacNormalisation) {
     const std::pair<std::string, std::string> cases[] = {
-        {"aabbccddeeff", "aa:bb:cc:dd:ee:ff"},
-        {"AABBCCDDEEFF", "AA:BB:CC:DD:EE:FF"},
-        {"aa:bb:cc:dd:ee:ff", "aa:bb:cc:dd:ee:ff"},
-        {"a", "a"},
-        {"abc", "ab:c"},
-        {"", ""},
+        {"aabbccddeeff", "aa:bb:cc:dd:ee:ff"}, {"AABBCCDDEEFF", "AA:BB:CC:DD:EE:FF"},
+        {"aa:bb:cc:dd:ee:ff", "aa:bb:cc:dd:ee:ff"}, {"a", "a"}, {"abc", "ab:c"}, {"", ""},
         {"aabbccddeeff0011", "aa:bb:cc:dd:ee:ff00:11:"},
     };
     for (const auto& [in, out] : cases) EXPECT_EQ(normalize_mac(in), out) << in;
@@ -85,28 +72,20 @@ TEST(Devices, LinkFileLastMatchWinsAndMissingFieldsStay) {
              "AA:BB:CC:00:00:02 1000 0 wired\n"
              "AA:BB:CC:00:00:03 72 -70 2.4G Guest Network Long\n" +
              std::string(120, ' ') + "AA:BB:CC:00:00:04 1 2 3\n");
-    struct Case {
-        const char* mac;
-        const char *link, *signal, *type;
-    } cases[] = {
-        {"aa:BB:cc:00:00:01", "1201", "-50", "5G"},
-        {"AA:BB:CC:00:00:02", "1000", "0", "wired"},
-        {"AA:BB:CC:00:00:03", "72", "-70", "2.4G Guest Netw"},  // 16-byte type buffer
-        {"AA:BB:CC:00:00:04", "", "", ""},                       // cut off its line
-        {"AA:BB:CC:00:00:09", "", "", ""},
-    };
-    for (const Case& c : cases) {
+    // Link rate, signal and type; a 16-byte type buffer; :04 is cut off its line.
+    const std::pair<const char*, std::string> cases[] = {
+        {"aa:BB:cc:00:00:01", "1201 -50 5G"}, {"AA:BB:CC:00:00:02", "1000 0 wired"},
+        {"AA:BB:CC:00:00:03", "72 -70 2.4G Guest Netw"}, {"AA:BB:CC:00:00:04", "  "},
+        {"AA:BB:CC:00:00:09", "  "}};
+    for (const auto& [mac, want] : cases) {
         char link[64] = "", signal[64] = "", type[16] = "";
-        get_Devices_links_and_signal_type(t, c.mac, link, sizeof link, signal, sizeof signal,
-                                          type, sizeof type);
-        EXPECT_STREQ(link, c.link) << c.mac;
-        EXPECT_STREQ(signal, c.signal) << c.mac;
-        EXPECT_STREQ(type, c.type) << c.mac;
+        get_Devices_links_and_signal_type(t, mac, link, sizeof link, signal, sizeof signal, type, sizeof type);
+        EXPECT_EQ(std::string(link) + " " + signal + " " + type, want) << mac;
     }
 }
 
 TEST(Devices, RecognitionRecordMapsEveryMember) {
-    struct Case {
+    const struct {
         const char* record;
         int online;
         std::vector<std::pair<const char*, const char*>> want;  // member -> text
@@ -127,17 +106,13 @@ TEST(Devices, RecognitionRecordMapsEveryMember) {
         {R"({"LinkRate":"nan","DeviceTypeOldID":"99999999999999999999"})", 1,
          {{"linkspeed", "null"}}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         JsonPtr in(json_tokener_parse(c.record));
         ASSERT_TRUE(in) << c.record;
         JsonPtr out(json_object_new_object());
         add_one_device(in.get(), out.get(), c.online);
         EXPECT_EQ(json_object_object_length(out.get()), 34) << c.record;
-        for (const auto& [member, value] : c.want) {
-            json_object* v = nullptr;
-            ASSERT_TRUE(json_object_object_get_ex(out.get(), member, &v)) << member;
-            EXPECT_STREQ(json_object_get_string(v), value) << member;
-        }
+        for (const auto& [member, value] : c.want) EXPECT_EQ(member_text(out.get(), member), value) << member;
     }
 
     JsonPtr big(json_object_new_object());
@@ -145,7 +120,7 @@ TEST(Devices, RecognitionRecordMapsEveryMember) {
                            json_object_new_string(std::string(100000, 'n').c_str()));
     JsonPtr out(json_object_new_object());
     add_one_device(big.get(), out.get(), 1);
-    EXPECT_EQ(text(out.get(), "deviceName").size(), 511u);
+    EXPECT_EQ(member_text(out.get(), "deviceName").size(), 511u);
 }
 
 TEST(Devices, OnlineListCountsBandsAndFillsDefaults) {
@@ -153,12 +128,9 @@ TEST(Devices, OnlineListCountsBandsAndFillsDefaults) {
     JsonPtr list(json_tokener_parse(R"([
         {"ConnectionInterface":"wired","DeviceMAC":"AA:00:00:00:00:01"},
         {"ConnectionInterface":"2.4G Guest","UserAgent":"","DetectEngine":"Fing 2.1"},
-        {"ConnectionInterface":"5G1","UserAgent":"curl"},
-        {"ConnectionInterface":"6G"},
-        {"ConnectionInterface":"60G"},
-        {"ConnectionInterface":"Wired"},
-        {"DeviceName":"no interface"},
-        {"ConnectionInterface":5},
+        {"ConnectionInterface":"5G1","UserAgent":"curl"}, {"ConnectionInterface":"6G"},
+        {"ConnectionInterface":"60G"}, {"ConnectionInterface":"Wired"},
+        {"DeviceName":"no interface"}, {"ConnectionInterface":5},
         42, null, []
     ])"));
     ASSERT_TRUE(list);
@@ -168,9 +140,9 @@ TEST(Devices, OnlineListCountsBandsAndFillsDefaults) {
     EXPECT_EQ(band_counts(), "2.4G=1 5G=1 6G=1 | wireless=0");  // the sum is the caller's
     EXPECT_EQ(connectedDevices[kRowWired].total, 1);
     json_object* first = json_object_array_get_idx(list.get(), 0);
-    EXPECT_EQ(text(first, "LinkRate") + text(first, "SignalStrength"), "1000");  // wired
-    EXPECT_EQ(text(first, "UserAgent") + " " + text(first, "DetectEngine"), "NA Fing 2.0");
-    EXPECT_EQ(text(json_object_array_get_idx(list.get(), 6), "UserAgent"), "<absent>");
+    EXPECT_EQ(member_text(first, "LinkRate") + member_text(first, "SignalStrength"), "1000");  // wired
+    EXPECT_EQ(member_text(first, "UserAgent") + " " + member_text(first, "DetectEngine"), "NA Fing 2.0");
+    EXPECT_EQ(member_text(json_object_array_get_idx(list.get(), 6), "UserAgent"), "<absent>");
 }
 
 TEST(Devices, VpnRecordsReuseOneScratchObject) {
@@ -181,12 +153,10 @@ TEST(Devices, VpnRecordsReuseOneScratchObject) {
                       arr.get());
     ASSERT_EQ(json_object_array_length(arr.get()), 2u);
     json_object* second = json_object_array_get_idx(arr.get(), 1);
-    EXPECT_EQ(text(second, "ipAddress"), "10.8.0.10");
-    EXPECT_EQ(text(second, "deviceName"), "Laptop");  // "Unknown" keeps the previous name
-    EXPECT_EQ(text(second, "deviceModel"), "ThinkPad");
-    EXPECT_EQ(text(second, "connType"), "vpn");
-    EXPECT_EQ(text(second, "deviceTypeID"), "24");
-    EXPECT_EQ(text(second, "deviceTypeV2"), "Network (Generic)");
-    EXPECT_EQ(text(second, "allowOrBlock"), "Block");
-    EXPECT_EQ(text(second, "connStatus"), "Online");
+    std::string got;
+    for (const char* m : {"ipAddress", "deviceName", "deviceModel", "connType", "deviceTypeID",
+                          "deviceTypeV2", "allowOrBlock", "connStatus"})
+        got += member_text(second, m) + "|";
+    // "Unknown" keeps the previous name and model.
+    EXPECT_EQ(got, "10.8.0.10|Laptop|ThinkPad|vpn|24|Network (Generic)|Block|Online|");
 }

@@ -1,31 +1,23 @@
 // The fast trimming must leave exactly the file that the one-step-at-a-time
 // rule leaves (the cloud agent measures files, so every byte counts).
-#include <gtest/gtest.h>
-#include <fstream>
-#include <string>
+#include <algorithm>
 
 #include "../../bench/merge_reference.h"
-#include "Add_object.h"
 #include "event_document.h"
 #include "test_util.h"
-#include "zol_json.h"
 
 namespace {
 
 const unsigned long kCeiling = 0x20000;
+const int kPretty = JSON_C_TO_STRING_PRETTY, kPlain = JSON_C_TO_STRING_PLAIN;
 
 class TrimTest : public TempDirTest {
    protected:
-    void SetUp() override {
-        TempDirTest::SetUp();
-        fast_ = path("fast");
-        ref_ = path("ref");
-    }
-
     // A list document like the scratch files: {object: {count?, array: [...]}}
-    // with elements of uneven size, written the way the collector writes it.
+    // with elements of uneven size, written the way the collector writes it,
+    // at fast and, for the reference rule, at ref.
     void write_list(const char* object, const char* array, int n, bool with_count = false,
-                    int flags = JSON_C_TO_STRING_PRETTY) {
+                    int flags = kPretty) {
         JsonPtr doc(json_object_new_object());
         json_object* inner = json_object_new_object();
         if (with_count) Add_object_int(inner, "numberOfDevices", n);
@@ -43,156 +35,121 @@ class TrimTest : public TempDirTest {
         json_object_object_add(inner, array, arr);
         json_object_object_add(doc.get(), object, inner);
         json_object_to_file_ext(fast_.c_str(), doc.get(), flags);
-        std::ifstream in(fast_, std::ios::binary);
-        std::ofstream(ref_, std::ios::binary) << in.rdbuf();
+        put("ref", slurp(fast_));
     }
-
-    size_t length(const std::string& path, const char* object, const char* array) {
-        return reference::array_length(path.c_str(), object, array);
+    size_t length(const char* object, const char* array) {
+        return reference::array_length(fast_.c_str(), object, array);
     }
-
+    void SetUp() override {
+        TempDirTest::SetUp();
+        fast_ = path("fast");
+        ref_ = path("ref");
+    }
     std::string fast_, ref_;
 };
 
-TEST_F(TrimTest, DropsOldestExactlyAsStepByStep) {
-    const char* o = "wifiScanResult";
-    write_list(o, o, 400);
-    const unsigned long side = reference::file_size(fast_.c_str());
-    // Keep most, about half, or a single element of the list.
-    for (unsigned long root : {kCeiling - side + 500, kCeiling - side / 2, kCeiling - 400}) {
-        write_list(o, o, 400);
-        trim_oldest(fast_.c_str(), o, o, root, kCeiling);
-        reference::trim_oldest(ref_.c_str(), o, o, root, kCeiling);
-        EXPECT_EQ(slurp(fast_), slurp(ref_)) << "root size " << root;
-        EXPECT_LE(root + reference::file_size(fast_.c_str()), kCeiling);
+// What the trimming leaves: kSome is fewer but not none.
+enum Left { kUntouched, kAll, kSome, kFewer, kNone, kAny };
+
+TEST_F(TrimTest, BothRulesLeaveTheStepByStepBytes) {
+    // root = kCeiling - side * keep + add (side: the list file's size);
+    // count < 0 drops the oldest first, otherwise by the average size.
+    const struct {
+        const char *object, *array;
+        int n, flags, count;
+        double keep;
+        long add;
+        Left left;
+    } cases[] = {
+        {"wifiScanResult", "wifiScanResult", 400, kPretty, -1, 1, 500, kSome},
+        {"wifiScanResult", "wifiScanResult", 400, kPretty, -1, 0.5, 0, kSome},
+        {"wifiScanResult", "wifiScanResult", 400, kPretty, -1, 0, -400, kSome},
+        // A compact (or hand-edited) file is reprinted on the first step.
+        {"wifiConnectEvent", "event", 300, kPlain, -1, 0.5, 0, kSome},
+        {"wifiConnectEvent", "event", 50, kPretty, -1, 1, 0, kUntouched},
+        {"wifiConnectEvent", "event", 50, kPretty, -1, 1, 1, kSome},
+        {"wifiConnectEvent", "event", 20, kPretty, -1, 0, 0, kNone},
+        {"connectedDeviceDetails", "connDevices", 300, kPretty, 300, 1, 300, kFewer},
+        {"connectedDeviceDetails", "connDevices", 300, kPretty, 300, 1.0 / 3, 0, kFewer},
+        {"connectedDeviceDetails", "connDevices", 300, kPretty, 300, 0, -100, kFewer},
+        // A count larger than the list; a zero count stops at once.
+        {"connectedDeviceDetails", "connDevices", 300, kPretty, 5000, 0.5, 0, kAny},
+        {"connectedDeviceDetails", "connDevices", 300, kPretty, 0, 0.5, 0, kUntouched},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.object) + " keep " + std::to_string(c.keep) + " add " +
+                     std::to_string(c.add) + " count " + std::to_string(c.count));
+        write_list(c.object, c.array, c.n, c.count >= 0, c.flags);
+        const std::string before = slurp(fast_);
+        const unsigned long root = kCeiling - static_cast<unsigned long>(before.size() * c.keep) + c.add;
+        if (c.count < 0) {
+            trim_oldest(fast_.c_str(), c.object, c.array, root, kCeiling);
+            reference::trim_oldest(ref_.c_str(), c.object, c.array, root, kCeiling);
+        } else {
+            trim_by_average(fast_.c_str(), c.object, c.array, root, c.count, kCeiling);
+            reference::trim_by_average(ref_.c_str(), c.object, c.array, root, c.count, kCeiling);
+            // The device count is the list's, never the number kept.
+            EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), c.object, "numberOfDevices"), c.n);
+        }
+        EXPECT_EQ(slurp(fast_), slurp(ref_));
+        const size_t left = length(c.object, c.array), n = c.n;
+        EXPECT_TRUE(c.left != kUntouched || slurp(fast_) == before);
+        EXPECT_TRUE(c.left > kAll || left == n) << left;
+        EXPECT_TRUE(c.left != kNone || left == 0) << left;
+        EXPECT_TRUE(c.left != kSome || left > 0) << left;
+        EXPECT_TRUE((c.left != kSome && c.left != kFewer) || left < n) << left;
+        EXPECT_TRUE(c.left != kSome || root + reference::file_size(fast_.c_str()) <= kCeiling);
         // The newest element is always the last one kept.
-        EXPECT_NE(slurp(fast_).find("\"index\":399"), std::string::npos);
+        const std::string newest = "\"index\":" + std::to_string(c.n - 1);
+        EXPECT_TRUE(c.count >= 0 || left == 0 || slurp(fast_).find(newest) != std::string::npos);
     }
-}
-
-TEST_F(TrimTest, ListWrittenByAnotherHandTrimsTheSame) {
-    // A compact (or hand-edited) file is reprinted on the first step; the
-    // result must still be what the step-by-step rule gives.
-    const char* o = "wifiConnectEvent";
-    write_list(o, "event", 300, false, JSON_C_TO_STRING_PLAIN);
-    const unsigned long side = reference::file_size(fast_.c_str());
-    trim_oldest(fast_.c_str(), o, "event", kCeiling - side / 2, kCeiling);
-    reference::trim_oldest(ref_.c_str(), o, "event", kCeiling - side / 2, kCeiling);
-    EXPECT_EQ(slurp(fast_), slurp(ref_));
-    EXPECT_LT(length(fast_, o, "event"), 300u);
-}
-
-TEST_F(TrimTest, LeavesFileAloneAtOrUnderTheCeiling) {
-    write_list("wifiConnectEvent", "event", 50);
-    std::string before = slurp(fast_);
-    unsigned long exact = kCeiling - before.size();
-    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", exact, kCeiling);
-    EXPECT_EQ(slurp(fast_), before);
-    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", exact + 1, kCeiling);
-    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 49u);
-}
-
-TEST_F(TrimTest, StopsWhenNothingIsLeftToDrop) {
-    write_list("wifiConnectEvent", "event", 20);
-    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
-    reference::trim_oldest(ref_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
-    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 0u);
-    EXPECT_EQ(slurp(fast_), slurp(ref_));
 
     // No such array, or an unreadable file: nothing to trim, file untouched.
     write_list("wifiConnectEvent", "other", 20);
     std::string before = slurp(fast_);
     trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
     EXPECT_EQ(slurp(fast_), before);
-    std::ofstream(fast_, std::ios::binary) << std::string(200000, '\x01');
+    put("fast", std::string(200000, '\x01'));
     trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", 0, kCeiling);
     EXPECT_EQ(slurp(fast_).size(), 200000u);
-}
-
-TEST_F(TrimTest, AverageRuleMatchesStepByStepAndKeepsTheCount) {
-    const char* o = "connectedDeviceDetails";
-    write_list(o, "connDevices", 300, true);
-    const unsigned long side = reference::file_size(fast_.c_str());
-    for (unsigned long root : {kCeiling - side + 300, kCeiling - side / 3, kCeiling - 100}) {
-        write_list(o, "connDevices", 300, true);
-        trim_by_average(fast_.c_str(), o, "connDevices", root, 300, kCeiling);
-        reference::trim_by_average(ref_.c_str(), o, "connDevices", root, 300, kCeiling);
-        EXPECT_EQ(slurp(fast_), slurp(ref_)) << "root size " << root;
-        EXPECT_LT(length(fast_, o, "connDevices"), 300u);
-        EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), o, "numberOfDevices"), 300);
-    }
-    // A count larger than the list only rewrites; a zero count stops at once.
-    write_list(o, "connDevices", 300, true);
-    trim_by_average(fast_.c_str(), o, "connDevices", kCeiling - side / 2, 5000, kCeiling);
-    reference::trim_by_average(ref_.c_str(), o, "connDevices", kCeiling - side / 2, 5000,
-                               kCeiling);
-    EXPECT_EQ(slurp(fast_), slurp(ref_));
-    write_list(o, "connDevices", 300, true);
-    std::string before = slurp(fast_);
-    trim_by_average(fast_.c_str(), o, "connDevices", kCeiling - side / 2, 0, kCeiling);
-    EXPECT_EQ(slurp(fast_), before);
-}
-
-TEST_F(TrimTest, ArrayEditsInPlace) {
-    write_list("wifiConnectEvent", "event", 10);
-    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "event", 4);
-    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 4u);
-    // Out-of-range or missing targets change nothing and do not crash.
-    delete_array_idx_from_file(fast_.c_str(), "wifiConnectEvent", "event", 99);
-    delete_array_from_file(fast_.c_str(), "wifiConnectEvent", "nothing", 1);
-    delete_array_from_file(fast_.c_str(), "absent", "event", 1);
-    EXPECT_EQ(length(fast_, "wifiConnectEvent", "event"), 4u);
     EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), "absent", "x"), 0);
     EXPECT_EQ(get_second_object_int_from_file("/nonexistent/file", "a", "b"), 0);
 }
 
-// The merge as a tree would do it: the side file's member added to the root.
-std::string tree_merge(const std::string& root_file, const std::string& side_file,
-                       const char* member) {
-    JsonPtr root(json_object_from_file(root_file.c_str()));
-    JsonPtr side(json_object_from_file(side_file.c_str()));
-    json_object* value = nullptr;
-    if (side && json_object_object_get_ex(side.get(), member, &value)) json_object_get(value);
-    json_object_object_add(root.get(), member, value);
-    return json_object_to_json_string_ext(root.get(), JSON_C_TO_STRING_PRETTY);
-}
-
 // Merges of the collector's own files splice text; the bytes must be those of
-// the tree merge, whatever the member holds and whether or not the root
-// already has it, the side file has more members or another layout.
+// the tree merge (the side file's member added to the root), whatever the
+// member holds and whether or not the root already has it, the side file has
+// more members or another layout, or is missing (the member is then null).
 TEST_F(TrimTest, MergedFileIsTheTreeMergeByteForByte) {
     const char* o = "wifiConnectEvent";
-    auto root = [&](const char* extra, int flags) {
-        JsonPtr doc(json_object_new_object());
-        Add_object_string(doc.get(), "routerHardware", "a/\"b\"\x01");
-        Add_object_double(doc.get(), "eventType", 3.5);
-        if (extra) Add_object_int(doc.get(), extra, 1);
-        json_object_to_file_ext(path("root").c_str(), doc.get(), flags);
-        return path("root");
-    };
-    const int kPretty = JSON_C_TO_STRING_PRETTY, kPlain = JSON_C_TO_STRING_PLAIN;
-    struct Case {
+    const struct {
         const char* root_extra;
         int root_flags, side_flags, side_count;
         bool side_extra;
     } cases[] = {{nullptr, kPretty, kPretty, 7, false}, {nullptr, kPretty, kPretty, 0, false},
                  {o, kPretty, kPretty, 3, false},       {nullptr, kPretty, kPlain, 3, false},
-                 {nullptr, kPlain, kPretty, 3, false},  {nullptr, kPretty, kPretty, 3, true}};
-    for (const Case& c : cases) {
-        write_list(o, "event", c.side_count, false, c.side_flags);
+                 {nullptr, kPlain, kPretty, 3, false},  {nullptr, kPretty, kPretty, 3, true},
+                 {nullptr, kPretty, kPretty, -1, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.side_count) + " " + std::to_string(c.side_flags));
+        JsonPtr root(json_object_new_object());
+        Add_object_string(root.get(), "routerHardware", "a/\"b\"\x01");
+        Add_object_double(root.get(), "eventType", 3.5);
+        if (c.root_extra) Add_object_int(root.get(), c.root_extra, 1);
+        json_object_to_file_ext(path("root").c_str(), root.get(), c.root_flags);
+        write_list(o, "event", std::max(c.side_count, 0), false, c.side_flags);
+        if (c.side_count < 0) unlink(fast_.c_str());
+        JsonPtr side(json_object_from_file(fast_.c_str()));
         if (c.side_extra) {
-            JsonPtr side(json_object_from_file(fast_.c_str()));
             Add_object_string(side.get(), "later", "x");
             json_object_to_file_ext(fast_.c_str(), side.get(), c.side_flags);
         }
-        std::string want = tree_merge(root(c.root_extra, c.root_flags), fast_, o);
+        json_object* value = nullptr;
+        if (side && json_object_object_get_ex(side.get(), o, &value)) json_object_get(value);
+        json_object_object_add(root.get(), o, value);
         combine_connectevent_json(path("root").c_str(), fast_.c_str());
-        EXPECT_EQ(slurp(path("root")), want) << c.side_count << " " << c.side_flags;
+        EXPECT_EQ(slurp(path("root")), json_object_to_json_string_ext(root.get(), kPretty));
     }
-    // A missing side file leaves the member null.
-    std::string want = tree_merge(root(nullptr, kPretty), path("none"), o);
-    combine_connectevent_json(path("root").c_str(), path("none").c_str());
-    EXPECT_EQ(slurp(path("root")), want);
 }
 
 }  // namespace

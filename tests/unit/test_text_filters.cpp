@@ -4,19 +4,13 @@
 // fixtures' texts and on generated ones, and must give what the collector
 // gives. LC_ALL=C for both: the router's busybox knows no locale.
 #include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "test_util.h"
 #include "text_filters.h"
-#include "unit.h"
 
 namespace {
 
@@ -38,8 +32,9 @@ std::string shell_output(const std::string& shell, const std::string& line) {
     return out;
 }
 
-// The names in dir (dot files too), each with "/" for a directory.
-std::string listing(const std::string& dir) {
+// The names in dir (dot files too), each with "/" for a directory, each
+// followed by sep.
+std::string listing(const std::string& dir, const char* sep) {
     std::vector<std::string> names;
     if (DIR* d = opendir(dir.c_str())) {
         while (dirent* e = readdir(d)) {
@@ -53,7 +48,7 @@ std::string listing(const std::string& dir) {
     }
     std::sort(names.begin(), names.end());
     std::string out;
-    for (const std::string& n : names) out += n + " ";
+    for (const std::string& n : names) out += n + sep;
     return out;
 }
 
@@ -62,71 +57,6 @@ std::string first_word(const std::string& out) {
     if (start == std::string::npos) return "";
     return out.substr(start, out.find_first_of(" \t\n", start) - start);
 }
-
-// text: the file's content, or for ls and rm the entries of the directory,
-// one a line ("name/" a directory, "name@" a symlink to nowhere). arg: the
-// pattern, line number, value or, for ls, what follows the directory.
-struct Input {
-    std::string text, arg;
-};
-
-using Str = const std::string&;
-
-struct Pair {
-    const char* name;
-    bool in_dir;
-    std::string (*line)(Str path, Str arg);
-    // What the collector took from the command's output, or from what it left at path.
-    std::string (*taken)(Str out, Str path);
-    std::string (*ours)(Str path, const Input& in);
-};
-
-std::string output(Str out, Str) { return out; }
-std::string content(Str, Str path) { return slurp(path); }
-
-const Pair kPairs[] = {
-    {"grep", false, [](Str p, Str mac) { return "grep -i -e " + quoted(mac) + " " + p; },
-     [](Str out, Str) { return std::string(out.empty() ? "online" : "offline"); },
-     [](Str, const Input& in) {
-         return std::string(LineGrep(text_lines(in.text)).any_icase(in.arg) ? "offline" : "online");
-     }},
-    {"pot", false, [](Str p, Str) { return "cat " + p + "|grep POT:|awk '{print $2}'"; }, output,
-     [](Str, const Input& in) { return grep_awk_field(in.text, "POT:", 2); }},
-    {"plex", false,
-     [](Str p, Str) { return "cat " + p + " |grep plex_net_state |grep '=1' |wc -l"; },
-     [](Str out, Str) { return std::string(first_line_of(out)); },
-     [](Str, const Input& in) {
-         return std::string(first_line_of(count_lines_holding(in.text, "plex_net_state", "=1")));
-     }},
-    {"dbgMsg", false,
-     [](Str p, Str) {
-         return "cat " + p + " | grep -n '^ *\"dbgMsg\":' | awk -F \":\" '{print $1}'";
-     },
-     output, [](Str, const Input& in) { return matching_line_numbers(in.text, "^ *\"dbgMsg\":"); }},
-    {"dbgLogs", false, [](Str p, Str) { return "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' " + p; },
-     content,
-     [](Str, const Input& in) { return replace_all(in.text, "\"dbgLogs\":{", "\"dbgLogs\":[{"); }},
-    {"brace", false, [](Str p, Str n) { return "sed -i '" + n + "s/}/}]/g' " + p; }, content,
-     [](Str, const Input& in) {
-         return replace_all_on_line(in.text, std::stol(in.arg), "}", "}]");
-     }},
-    {"ls", true, [](Str p, Str sub) { return "ls " + quoted(p + sub); }, output,
-     [](Str p, const Input& in) { return ls_names((p + in.arg).c_str()); }},
-    {"rm", true, [](Str p, Str) { return "rm " + p + "/thermal_wifi*"; },
-     [](Str, Str p) { return listing(p); },
-     [](Str p, const Input&) {
-         remove_prefixed(p.c_str(), "thermal_wifi");
-         return listing(p);
-     }},
-    // No output (an unreadable file) reads as 0.
-    {"wc", false, [](Str p, Str) { return "wc -l " + p; },
-     [](Str out, Str) { return out.empty() ? "0" : first_word(out); },
-     [](Str p, const Input&) { return std::to_string(get_file_line_num(p.c_str())); }},
-    // Only plain values (letters, digits, no backslash, no leading '-'): dash's
-    // echo reads backslash escapes, busybox's does not, and "-n" is an option.
-    {"echo", false, [](Str p, Str v) { return "echo " + v + " > " + p; }, content,
-     [](Str, const Input& in) { return in.arg + "\n"; }},
-};
 
 // Deterministic: the same inputs on every machine (mt19937's output is fixed).
 class Gen {
@@ -165,84 +95,138 @@ const char* const kNames[] = {
 const char* const kLsArgs[] = {"", "", "", "/B", "/0:0:0:0", "/missing", "/thermal_wifi3"};
 const char kValueChars[] = "abcXYZ0189_.:";
 
-std::string source(const char* rel) { return slurp(std::string(DC_SOURCE_DIR "/") + rel); }
+// text: the file's content, or for ls and rm the entries of the directory,
+// one a line ("name/" a directory, "name@" a symlink to nowhere). arg: the
+// pattern, line number, value or, for ls, what follows the directory.
+struct Input { std::string text, arg; };
 
-// The entries of a fixture directory, as Input::text gives them.
-std::string entries_of(const char* rel) {
-    std::string text;
-    std::string dir = std::string(DC_SOURCE_DIR "/") + rel;
-    for (const std::string& name : text_lines(ls_names(dir.c_str()))) {
-        struct stat st;
-        bool is_dir = stat((dir + "/" + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-        text += name + (is_dir ? "/\n" : "\n");
-    }
-    return text;
+using Str = const std::string&;
+using Inputs = std::vector<Input>;
+
+std::string source(const std::string& rel) { return slurp(DC_SOURCE_DIR "/" + rel); }
+std::string fixture_dir(const char* rel) { return listing(DC_SOURCE_DIR "/" + std::string(rel), "\n"); }
+const char kAttached[] = "sim/router/rootfs/tmp/netscan/attach_device";
+const char kOffline[] = "sim/router/rootfs/tmp/netscan/offline_mac";
+const char kWireless[] = "sim/router/rootfs/tmp/cache/wireless";
+std::string golden_doc() { return source("docs/golden/eventtype10.json"); }
+// As the collector writes the document, before the edits.
+const std::string kWritten =
+    "{\n  \"routerHardware\":{\n    \"eventType\":10\n  },\n  \"dbgLogs\":{\n"
+    "    \"dbglogType\":\"Flash\",\n    \"dbgMsg\":\"a \\\"dbgMsg\\\":\\n\"\n  }\n}";
+
+// Some of the directory entries; busybox's ls prints a byte past ASCII as
+// '?', GNU's as it is, so ls gets none of those.
+void entries(Gen& gen, Input& in, bool non_ascii) {
+    for (const char* name : kNames)
+        if (gen.below(2) && (non_ascii || name[0] != '\xc3')) in.text += name;
 }
 
-std::vector<Input> fixture_inputs(const std::string& pair) {
-    const std::string doc = source("docs/golden/eventtype10.json");
-    // As the collector writes the document, before the edits.
-    const std::string written =
-        "{\n  \"routerHardware\":{\n    \"eventType\":10\n  },\n  \"dbgLogs\":{\n"
-        "    \"dbglogType\":\"Flash\",\n    \"dbgMsg\":\"a \\\"dbgMsg\\\":\\n\"\n  }\n}";
-    if (pair == "grep") {
-        std::vector<Input> in;
-        for (const std::string& line :
-             text_lines(source("sim/router/rootfs/tmp/netscan/attach_device")))
-            in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"),
-                          first_word(line.substr(line.find(' ')))});
-        in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"), "a4:83:E7:10:00:0c"});
-        // Both greps repeat a repetition; regcomp's strict syntax refused it.
-        in.push_back({source("sim/router/rootfs/tmp/netscan/offline_mac"), "A4:83:E7:10:00:0B**"});
-        return in;
-    }
-    if (pair == "pot")
-        return {
-            {shell_output("/bin/sh", DC_SOURCE_DIR "/sim/router/rootfs/usr/bin/pot_tool get"), ""}};
-    if (pair == "plex")
-        return {{source("sim/router/store.d/60-usb-satellite.store"), ""},
-                {source("sim/layers/hostile/store.d/61-hostile-usb-satellite.store"), ""}};
-    if (pair == "dbgMsg" || pair == "dbgLogs") return {{doc, ""}, {written, ""}};
-    if (pair == "brace")
-        return {{doc, "42"}, {written, "7"}, {replace_all(written, "\":{", "\":[{"), "7"}};
-    if (pair == "ls")
-        return {{entries_of("sim/router/rootfs/sys/block/sda/device/scsi_device"), ""},
-                {entries_of("sim/router/rootfs/tmp/cache/wireless"), ""}};
-    if (pair == "rm") return {{entries_of("sim/router/rootfs/tmp/cache/wireless"), ""}};
-    if (pair == "wc")
-        return {
-            {source("sim/router/rootfs/tmp/netscan/attach_device"), ""}, {doc, ""}, {written, ""}};
-    return {{"old\n", "na"}, {"", "A42B8C5E71D1"}};
-}
+struct Pair {
+    const char* name;
+    bool in_dir;
+    std::string (*line)(Str path, Str arg);
+    // What the collector took from the command's output, or from what it left at path.
+    std::string (*taken)(Str out, Str path);
+    std::string (*ours)(Str path, const Input& in);
+    Inputs (*fixtures)();
+    // Gives a generated input its arg (a file's text is drawn before).
+    void (*generate)(Gen& gen, Input& in);
+};
 
-std::vector<Input> generated_inputs(const std::string& pair, size_t count) {
-    Gen gen;
-    std::vector<Input> in(count);
-    for (Input& i : in) {
-        if (pair == "ls" || pair == "rm") {
-            // busybox's ls prints a byte past ASCII as '?', GNU's as it is.
-            for (const char* name : kNames)
-                if (gen.below(2) && (pair == "rm" || name[0] != '\xc3')) i.text += name;
-            i.arg = pair == "ls" ? kLsArgs[gen.below(std::size(kLsArgs))] : "";
-            continue;
-        }
-        i.text = gen.join(kTextTokens, 24);
-        if (pair == "grep") {
-            // grep takes a pattern's lines as patterns of their own; a MAC has none.
-            i.arg = gen.join(kPatternTokens, 4);
-        } else if (pair == "pot") {
-            // busybox's awk splits fields at any white space (a CR too), the
-            // others at blanks only; the collector does as the latter.
-            i.text.erase(std::remove(i.text.begin(), i.text.end(), '\r'), i.text.end());
-        } else if (pair == "brace") {
-            i.arg = std::to_string(1 + gen.below(8));
-        } else if (pair == "echo") {
-            for (size_t n = 1 + gen.below(12); n > 0; --n)
-                i.arg += kValueChars[gen.below(sizeof kValueChars - 1)];
-        }
-    }
-    return in;
-}
+std::string output(Str out, Str) { return out; }
+std::string content(Str, Str path) { return slurp(path); }
+
+const Pair kPairs[] = {
+    {"grep", false, [](Str p, Str mac) { return "grep -i -e " + quoted(mac) + " " + p; },
+     [](Str out, Str) { return std::string(out.empty() ? "online" : "offline"); },
+     [](Str, const Input& in) {
+         return std::string(LineGrep(text_lines(in.text)).any_icase(in.arg) ? "offline" : "online");
+     },
+     [] {
+         Inputs in;
+         for (const std::string& line : text_lines(source(kAttached)))
+             in.push_back({source(kOffline), first_word(line.substr(line.find(' ')))});
+         in.push_back({source(kOffline), "a4:83:E7:10:00:0c"});
+         // Both greps repeat a repetition; regcomp's strict syntax refused it.
+         in.push_back({source(kOffline), "A4:83:E7:10:00:0B**"});
+         return in;
+     },
+     // grep takes a pattern's lines as patterns of their own; a MAC has none.
+     [](Gen& gen, Input& in) { in.arg = gen.join(kPatternTokens, 4); }},
+    {"pot", false, [](Str p, Str) { return "cat " + p + "|grep POT:|awk '{print $2}'"; }, output,
+     [](Str, const Input& in) { return grep_awk_field(in.text, "POT:", 2); },
+     [] {
+         return Inputs{
+             {shell_output("/bin/sh", DC_SOURCE_DIR "/sim/router/rootfs/usr/bin/pot_tool get"), ""}};
+     },
+     // busybox's awk splits fields at any white space (a CR too), the
+     // others at blanks only; the collector does as the latter.
+     [](Gen&, Input& in) {
+         in.text.erase(std::remove(in.text.begin(), in.text.end(), '\r'), in.text.end());
+     }},
+    {"plex", false,
+     [](Str p, Str) { return "cat " + p + " |grep plex_net_state |grep '=1' |wc -l"; },
+     [](Str out, Str) { return std::string(first_line_of(out)); },
+     [](Str, const Input& in) {
+         return std::string(first_line_of(count_lines_holding(in.text, "plex_net_state", "=1")));
+     },
+     [] {
+         return Inputs{{source("sim/router/store.d/60-usb-satellite.store"), ""},
+                       {source("sim/layers/hostile/store.d/61-hostile-usb-satellite.store"), ""}};
+     },
+     nullptr},
+    {"dbgMsg", false,
+     [](Str p, Str) {
+         return "cat " + p + " | grep -n '^ *\"dbgMsg\":' | awk -F \":\" '{print $1}'";
+     },
+     output, [](Str, const Input& in) { return matching_line_numbers(in.text, "^ *\"dbgMsg\":"); },
+     [] { return Inputs{{golden_doc(), ""}, {kWritten, ""}}; }, nullptr},
+    {"dbgLogs", false, [](Str p, Str) { return "sed -i 's/\"dbgLogs\":{/\"dbgLogs\":[{/g' " + p; },
+     content,
+     [](Str, const Input& in) { return replace_all(in.text, "\"dbgLogs\":{", "\"dbgLogs\":[{"); },
+     [] { return Inputs{{golden_doc(), ""}, {kWritten, ""}}; }, nullptr},
+    {"brace", false, [](Str p, Str n) { return "sed -i '" + n + "s/}/}]/g' " + p; }, content,
+     [](Str, const Input& in) {
+         return replace_all_on_line(in.text, std::stol(in.arg), "}", "}]");
+     },
+     [] {
+         return Inputs{
+             {golden_doc(), "42"}, {kWritten, "7"}, {replace_all(kWritten, "\":{", "\":[{"), "7"}};
+     },
+     [](Gen& gen, Input& in) { in.arg = std::to_string(1 + gen.below(8)); }},
+    {"ls", true, [](Str p, Str sub) { return "ls " + quoted(p + sub); }, output,
+     [](Str p, const Input& in) { return ls_names((p + in.arg).c_str()); },
+     [] {
+         return Inputs{{fixture_dir("sim/router/rootfs/sys/block/sda/device/scsi_device"), ""},
+                       {fixture_dir(kWireless), ""}};
+     },
+     [](Gen& gen, Input& in) {
+         entries(gen, in, false);
+         in.arg = kLsArgs[gen.below(std::size(kLsArgs))];
+     }},
+    {"rm", true, [](Str p, Str) { return "rm " + p + "/thermal_wifi*"; },
+     [](Str, Str p) { return listing(p, " "); },
+     [](Str p, const Input&) {
+         remove_prefixed(p.c_str(), "thermal_wifi");
+         return listing(p, " ");
+     },
+     [] { return Inputs{{fixture_dir(kWireless), ""}}; },
+     [](Gen& gen, Input& in) { entries(gen, in, true); }},
+    // No output (an unreadable file) reads as 0.
+    {"wc", false, [](Str p, Str) { return "wc -l " + p; },
+     [](Str out, Str) { return out.empty() ? "0" : first_word(out); },
+     [](Str p, const Input&) { return std::to_string(get_file_line_num(p.c_str())); },
+     [] { return Inputs{{source(kAttached), ""}, {golden_doc(), ""}, {kWritten, ""}}; }, nullptr},
+    // Only plain values (letters, digits, no backslash, no leading '-'): dash's
+    // echo reads backslash escapes, busybox's does not, and "-n" is an option.
+    {"echo", false, [](Str p, Str v) { return "echo " + v + " > " + p; }, content,
+     [](Str, const Input& in) { return in.arg + "\n"; },
+     [] { return Inputs{{"old\n", "na"}, {"", "A42B8C5E71D1"}}; },
+     [](Gen& gen, Input& in) {
+         for (size_t n = 1 + gen.below(12); n > 0; --n)
+             in.arg += kValueChars[gen.below(sizeof kValueChars - 1)];
+     }},
+};
 
 class TextFilters : public TempDirTest,
                     public ::testing::WithParamInterface<std::tuple<size_t, bool>> {
@@ -273,8 +257,14 @@ TEST_P(TextFilters, AsTheCommandLine) {
     const std::string shell = busybox ? "/bin/busybox sh" : "/bin/sh";
     if (busybox && access("/bin/busybox", X_OK) != 0)
         GTEST_SKIP() << "no /bin/busybox (Debian package busybox-static)";
-    std::vector<Input> inputs = fixture_inputs(pair.name);
-    for (Input& in : generated_inputs(pair.name, 40)) inputs.push_back(in);
+    Inputs inputs = pair.fixtures();
+    Gen gen;
+    for (int i = 0; i < 40; ++i) {
+        Input in;
+        if (!pair.in_dir) in.text = gen.join(kTextTokens, 24);
+        if (pair.generate) pair.generate(gen, in);
+        inputs.push_back(in);
+    }
     const std::string at = path("in");
     int failures = 0;
     for (const Input& in : inputs) {

@@ -1,16 +1,26 @@
 // Shared fixtures of the unit tests: a private temporary directory (with its
 // own configuration store) and whole-file helpers.
+// Also the headers most tests use.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
-#include "runner.h"
+#include "Add_object.h"
+#include "config_store.h"
+#include "unit.h"
+#include "zol_json.h"
 
 // Each test gets a fresh directory, removed afterwards, and a store file in it
 // (CONFIG_STORE points there for the test's duration).
@@ -36,6 +46,25 @@ class TempDirTest : public ::testing::Test {
     }
     std::string dir_;
 };
+
+// Each text looked up (a std::string made at once, so static buffers may be
+// reused) against what it must be.
+inline void expect_all(std::initializer_list<std::pair<std::string, std::string>> cases) {
+    int row = 0;
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want) << "row " << row++;
+}
+
+// Compact text of a JSON value: member order, types and values at once.
+inline std::string json_text(json_object* o) {
+    return o ? json_object_to_json_string_ext(o, JSON_C_TO_STRING_PLAIN) : "<null>";
+}
+inline std::string json_text(const JsonPtr& o) { return json_text(o.get()); }
+// A member's value as text; "<absent>" when there is none.
+inline std::string member_text(json_object* o, const char* name) {
+    json_object* v = nullptr;
+    if (!json_object_object_get_ex(o, name, &v)) return "<absent>";
+    return v ? json_object_get_string(v) : "<null>";
+}
 
 inline std::string slurp(const std::string& file) {
     std::ifstream in(file, std::ios::binary);

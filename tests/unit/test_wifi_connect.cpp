@@ -1,29 +1,12 @@
 // Connect-event log lines, the satellite MAC conversion, reading logs that
 // are shorter than counted, the scratch window that must trim exactly like the
 // whole list, and the wifiAnalytics counter arithmetic.
-#include <climits>
-#include <string>
-#include <vector>
-
 #include "collect_wifi_analytics.h"
 #include "collect_wifi_connect.h"
 #include "event_document.h"
 #include "test_util.h"
-#include "zol_json.h"
 
-namespace {
-
-template <size_t N>
-std::string bytes(const char (&s)[N]) {
-    return std::string(s, N - 1);
-}
-
-std::string member(json_object* o, const char* name) {
-    json_object* v = nullptr;
-    return json_object_object_get_ex(o, name, &v) ? json_object_get_string(v) : "<absent>";
-}
-
-}  // namespace
+using namespace std::string_literals;
 
 TEST(ConnectLogLine, SplitsAsStrtokDoes) {
     using V = std::vector<std::string>;
@@ -32,9 +15,8 @@ TEST(ConnectLogLine, SplitsAsStrtokDoes) {
         {"m,,17,1,3,-45\n", {"m", "17", "1", "3", "-45\n", ""}},  // empty fields collapse
         {"m,wl1,17,1,3\n", {"m", "wl1", "17", "1", "3\n", ""}},
         {"m,wl1,17,1,3,-50,extra\n", {"m", "wl1", "17", "1", "3", "-50"}},
-        {",,,\n", {"\n", "", "", "", "", ""}},
-        {"", {"", "", "", "", "", ""}},
-        {bytes("\xff\x01,w\x80,1\0,2"), {"\xff\x01", "w\x80", "1", "", "", ""}},
+        {",,,\n", {"\n", "", "", "", "", ""}}, {"", {"", "", "", "", "", ""}},
+        {"\xff\x01,w\x80,1\0,2"s, {"\xff\x01", "w\x80", "1", "", "", ""}},
     };
     for (auto [line, want] : cases) {
         ConnectLogFields f = split_connect_log_line(&line[0]);
@@ -43,24 +25,14 @@ TEST(ConnectLogLine, SplitsAsStrtokDoes) {
 }
 
 TEST(SatelliteMac, OffsetBorrowAndMalformedTexts) {
-    const struct {
-        const char* ifname;
-        const char* mac;
-        bool three_radio;
-        const char* want;
-    } cases[] = {
+    const struct { const char *ifname, *mac; bool three_radio; const char* want; } cases[] = {
         {"wl1.2", "AA:BB:CC:00:00:01", false, "aa:bb:cc:00:ff:ff"},  // the borrow stops at byte 4
-        {"wl0.2", "11:22:33:44:55:02", true, "11:22:33:44:54:ff"},
-        {"wl0.2", "11:22:33:44:55:02", false, "11:22:33:44:55:00"},
-        {"wl1.2", "11:22:33:44:55:10", true, "11:22:33:44:55:0e"},
-        {"wl1.2", "aa:bb:cc:05:00:01", false, "aa:bb:cc:04:ff:ff"},
+        {"wl0.2", "11:22:33:44:55:02", true, "11:22:33:44:54:ff"}, {"wl0.2", "11:22:33:44:55:02", false, "11:22:33:44:55:00"},
+        {"wl1.2", "11:22:33:44:55:10", true, "11:22:33:44:55:0e"}, {"wl1.2", "aa:bb:cc:05:00:01", false, "aa:bb:cc:04:ff:ff"},
         // Wrong lengths and forms: parsing stops, the rest counts 0.
-        {"wl1.2", "", false, "00:00:00:00:ff:fe"},
-        {"wl1.2", "AA:BB", false, "aa:bb:00:00:ff:fe"},
-        {"wl1.2", "aa:bb:cc:dd:ee:ff:11:22", false, "aa:bb:cc:dd:ee:fd"},
-        {"wl1.2", "aabbccddeeff", false, "ff:00:00:00:ff:fe"},
-        {"wl1.2", "100:2:3:4:5:6", false, "00:02:03:04:05:04"},
-        {"wl1.2", "0x1a: 2:3:4:5:6", false, "1a:02:03:04:05:04"},
+        {"wl1.2", "", false, "00:00:00:00:ff:fe"}, {"wl1.2", "AA:BB", false, "aa:bb:00:00:ff:fe"},
+        {"wl1.2", "aa:bb:cc:dd:ee:ff:11:22", false, "aa:bb:cc:dd:ee:fd"}, {"wl1.2", "aabbccddeeff", false, "ff:00:00:00:ff:fe"},
+        {"wl1.2", "100:2:3:4:5:6", false, "00:02:03:04:05:04"}, {"wl1.2", "0x1a: 2:3:4:5:6", false, "1a:02:03:04:05:04"},
         {"wl1.2", "aa-bb-cc-dd-ee-ff", false, "aa:00:00:00:ff:fe"},
     };
     for (const auto& c : cases) {
@@ -88,7 +60,7 @@ TEST_F(ConnectLog, ReadsAsCountedAndStopsAtTheEnd) {
     EXPECT_EQ(count_connect_log_lines(path("none").c_str()), 0);
     std::vector<JsonPtr> events = read("log", 50);
     ASSERT_EQ(events.size(), 3u);
-    EXPECT_EQ(member(events[0].get(), "RSSI"), std::string(30, '9'));  // "%sdbm", 30 at most
+    EXPECT_EQ(member_text(events[0].get(), "RSSI"), std::string(30, '9'));  // "%sdbm", 30 at most
     EXPECT_EQ(read("log", 2).size(), 2u);
     EXPECT_TRUE(read("none", 3).empty());
 }
