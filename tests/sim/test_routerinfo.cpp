@@ -79,13 +79,17 @@ TEST(RouterInfo, WhatOneReportLeavesForTheNext) {
     REQUIRE_SIM();
     SimResult r = run_in_router(
         {"sh", "-c", "data_collector routerInfo; mv /tmp/aws_json_routerInfo /tmp/first.json; "
-                     "data_collector routerInfo"});
+                     "data_collector routerInfo; [ -e /tmp/ra_d2_info ] || echo no d2 answer; "
+                     "data_collector routerConfig >/dev/null"});
     ASSERT_EQ(r.status, 0) << r.err;
     SimJson first = r.json("/tmp/first.json"), second = r.json(kDoc);
     ASSERT_TRUE(first && second);
     EXPECT_EQ(json_str(first.get(), "routerInfo.upTime").rfind("3 days 04:0", 0), 0u);
     // The modem is probed once, through an alias taken down again, then trusted.
-    EXPECT_EQ(r.out, "get cableModeMacAddr once\n");
+    EXPECT_EQ(r.out, "get cableModeMacAddr once\nno d2 answer\n");
+    // The settings tool's last answer stays for the firmware, unless Circle's
+    // report removed it.
+    EXPECT_EQ(r.file("/tmp/ra_d2_info"), "2024.02.27\n");
     EXPECT_EQ(r.file("/tmp/sim/ping.args"), "-c 1 -q 192.168.100.1\n");
     EXPECT_EQ(r.file("/tmp/sim/ifconfig.log"),
               "brwan:0 192.168.100.100 netmask 255.255.255.0 up\nbrwan:0 down\n");

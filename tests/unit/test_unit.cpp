@@ -83,6 +83,14 @@ TEST_F(RunnerTest, ProgramsStartWithoutAShell) {
     env.env = {"LD_LIBRARY_PATH=/opt/x/lib"};
     EXPECT_EQ(run_program(env).out, "/opt/x/lib\n");
 
+    // A question that holds for the run starts its tool once.
+    RunRequest ask({"sh", "-c", "echo x >>" + path("asked") + "; wc -l <" + path("asked")});
+    ask.reuse = true;
+    EXPECT_EQ(run_program(ask).out, "1\n");
+    EXPECT_EQ(run_program(ask).out, "1\n");
+    ask.reuse = false;
+    EXPECT_EQ(run_program(ask).out, "2\n");
+
     // Flooding output stops the tool at the bound; what came first is kept.
     RunResult flood = run_program({{"yes"}, 1000});
     EXPECT_TRUE(flood.cut && flood.finished());
