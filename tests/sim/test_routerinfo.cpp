@@ -162,9 +162,12 @@ TEST(RouterInfo, SpeedTestStatuses) {
         {"last_speedtest_time=t5 old_last_speedtest_time=t5 ookla_downlimit=25000000",
          R"({"downloadSpeed":200.00,"uploadSpeed":20.00,"averagePing":14.00,)"
          R"("lastTestTime":"t5","speedtestResults":"Success"})"},
+        {"last_speedtest_time=t6 ookla_downlimit= old_ookla_downlimit=12500000",
+         R"({"downloadSpeed":100.00,"uploadSpeed":10.00,"averagePing":9.00,)"
+         R"("lastTestTime":"t6","speedtestResults":"Failed"})"},
         {"bandwidth_type=1 downlimit=1000000 uplimit=500000 averageping=3 show_speedtest_result=0",
          R"({"downloadSpeed":8.00,"uploadSpeed":4.00,"averagePing":3.00,)"
-         R"("lastTestTime":"t5","speedtestResults":"Failed"})"},
+         R"("lastTestTime":"t6","speedtestResults":"Failed"})"},
     };
     std::string script;
     std::vector<std::string> want;

@@ -108,6 +108,7 @@ TEST(RouterConfig, PortRuleAndSpeedParsing) {
                 {num(port_rule_counted("forwarding", "Web TCP 80 80 192.168.1.2 1 1")), "0"},
                 {num(port_rule_counted("triggering", "x 1 1")), "1"},
                 {num(port_rule_counted("forwarding", "1")), "1"},
+                {num(port_rule_counted("forwarding", "1 1")), "0"},
                 {wan_port_speed("Link down"), "0"}, {wan_port_speed("Link down "), ""},
                 {wan_port_speed(std::string(100, '9').c_str()), std::string(31, '9')},
                 {num(ethtool_speed_gbps("Settings for eth0:\n\tSupported ports: [ FIBRE ]\n"

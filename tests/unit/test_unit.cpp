@@ -218,6 +218,8 @@ TEST(UnitText, MacEntitiesAndDigest) {
     expect_all({{parse_mac("a0-b1-c2-d3-e4-f5"), "A0B1C2D3E4F5"},
                 {parse_mac("aa:bb:cc:dd:ee:ff:gg:h"), "AABBCCDDEEFFgg:h"},
                 {parse_mac(std::string(400, 'a').c_str()), std::string(127, 'A')},
+                {formatted_mac("a4:91:b1:0c:22:7e"), "a491b10c227e"},
+                {formatted_mac(std::string(40, 'f').c_str()), std::string(31, 'f')},
                 {xss("a&lt;b&#41;&amp;x", 64), "a<b)&amp;x"}, {xss("abcdef", 4), "abc"},
                 {xss(nullptr, 64), ""}, {xss(std::string(900, 'n').c_str(), 1024), std::string(511, 'n')},
                 {zol_md5_transform(""), ""}, {zol_md5_transform("ABC123"), "bbf2dead374654cbb32a917afd236656"},
