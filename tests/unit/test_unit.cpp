@@ -297,7 +297,7 @@ TEST_F(CollectGenericFiles, CpuAndMemoryFigures) {
 TEST_F(CollectGenericFiles, FirmwareCodesAndFullContent) {
     EXPECT_STREQ(fw_event_type_text(nullptr), "APP upgrade");
     EXPECT_STREQ(fw_check_result_text(nullptr), "");
-    auto content = [](const std::string& file) {
+    auto content = [](const std::string& file) -> std::string {
         JsonPtr obj(json_object_new_object());
         get_full_content_from_file(file.c_str(), obj.get(), "log");
         json_object* v = nullptr;
