@@ -448,25 +448,29 @@ void combine_json(const char* root_file, const char* conndev_file) {
     merge_member(root_file, conndev_file, "connectedDeviceDetails");
 }
 
-void combine_connectevent_json(const char* root_file, const char* connevent_file) {
+namespace {
+
+// A list merged oldest first: over the ceiling, its oldest elements go first.
+// The trimming goes by size alone, so the side file is not parsed for its count.
+void combine_oldest_first(const char* root_file, const char* side_file, const char* member,
+                          const char* array, const char* func, int line) {
     unsigned long root_size = file_size(root_file);
-    unsigned long side_size = file_size(connevent_file);
-    // The firmware read numberOfEvents back here and never used it: trimming
-    // goes by size, so the side file is not parsed for it.
-    if (root_size + side_size > kMaxJsonSize) {
-        report_overflow("combine_connectevent_json", 166, "wifiConnectEvent");
-        trim_oldest(connevent_file, "wifiConnectEvent", "event", root_size, kMaxJsonSize);
+    if (root_size + file_size(side_file) > kMaxJsonSize) {
+        report_overflow(func, line, member);
+        trim_oldest(side_file, member, array, root_size, kMaxJsonSize);
     }
-    merge_member(root_file, connevent_file, "wifiConnectEvent");
+    merge_member(root_file, side_file, member);
+}
+
+}  // namespace
+
+void combine_connectevent_json(const char* root_file, const char* connevent_file) {
+    combine_oldest_first(root_file, connevent_file, "wifiConnectEvent", "event",
+                         "combine_connectevent_json", 166);
 }
 
 void combine_scanresult_json(const char* root_file, const char* scan_file, int count) {
     (void)count;  // the caller's array count is not used: trimming goes by size
-    unsigned long root_size = file_size(root_file);
-    unsigned long side_size = file_size(scan_file);
-    if (root_size + side_size > kMaxJsonSize) {
-        report_overflow("combine_scanresult_json", 201, "wifiScanResult");
-        trim_oldest(scan_file, "wifiScanResult", "wifiScanResult", root_size, kMaxJsonSize);
-    }
-    merge_member(root_file, scan_file, "wifiScanResult");
+    combine_oldest_first(root_file, scan_file, "wifiScanResult", "wifiScanResult",
+                         "combine_scanresult_json", 201);
 }
