@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <unordered_map>
 
 #include "Add_object.h"
 #include "config_store.h"
@@ -279,14 +280,26 @@ void collect_connected_device() {
 
 namespace {
 
-// What every device of one run looks at, read once.
+// The key a MAC is compared by, as strcasecmp compares C strings.
+std::string mac_key(const std::string& mac) { return lower(mac.c_str()); }
+
+// What every device of one run looks at, read once. The store's lists grow
+// with every device the router has seen, so they are indexed by MAC here
+// instead of being walked for every device.
 struct DetailsContext {
     std::string wan_mac;
     bool allow_by_default = false;
     bool trend_micro = false;
     bool ap_or_bridge = false;
     bool streamboost_off = false;
-    std::vector<std::string> device_list, access_control, ac_connect;
+    std::vector<std::string> access_control;
+    // device_list: the user's type and name, by the entry's MAC as written.
+    std::unordered_map<std::string, std::pair<std::string, std::string>> user_named;
+    // access_control: the entries naming a MAC, in list order.
+    std::unordered_map<std::string, std::vector<std::size_t>> access_entries;
+    // ac_connect: the name of the first record of a MAC that has one, or
+    // none when its records have no name.
+    std::unordered_map<std::string, std::pair<bool, std::string>> connect_names;
     LinkTable links;
     FoldedLines vpn, vpn_tun;
     std::size_t tun_clients = std::string::npos;  // the tunnel status's client table
@@ -298,9 +311,11 @@ struct DetailsContext {
         trend_micro = config_match("trend_micro_enable", "1");
         ap_or_bridge = config_match("ap_mode", "1") || config_match("bridge_mode", "1");
         streamboost_off = zol_atoi(config_get("streamboost_enable")) == 0;
-        device_list = store_list("device_list", 0);
+        index_device_list(store_list("device_list", 0));
         access_control = store_list("access_control", 1);
-        ac_connect = store_list("ac_connect", 1);
+        for (std::size_t i = 0; i < access_control.size(); ++i)
+            access_entries[access_key(access_control[i])].push_back(i);
+        index_ac_connect(store_list("ac_connect", 1));
         links.assign(device_links_text());
         vpn.load(kVpnStatus);
         vpn_tun.load(kVpnTunStatus);
@@ -311,6 +326,55 @@ struct DetailsContext {
             std::vector<std::string> w = split_blanks(line);
             if (w.size() >= 3) scanner_names.emplace(lower(w[1]), w[2]);  // first line wins
         });
+    }
+
+    // The first entry of a MAC wins.
+    void index_device_list(const std::vector<std::string>& entries) {
+        for (const std::string& entry : entries) {
+            std::string value = cut(entry, 127);
+            std::vector<std::string> w = split_blanks(value);
+            if (w.size() < 2) continue;
+            user_named.emplace(w[0], std::make_pair(w.size() > 2 ? w[2] : "",
+                                                    rest_after_words(value, 3)));
+        }
+    }
+
+    void index_ac_connect(const std::vector<std::string>& entries) {
+        for (const std::string& entry : entries) {
+            std::string value = cut(entry, kListLine);
+            std::vector<std::string> w = split_blanks(value);
+            if (w.size() < 2) continue;
+            std::string rest = rest_after_words(value, 4);
+            // The web interface stores two characters after the name.
+            rest = rest.size() > 2 ? rest.substr(0, rest.size() - 2) : "";
+            auto& named = connect_names[mac_key(w[1])];
+            if (!named.first && !rest.empty()) named = {true, rest};
+        }
+    }
+
+    // The MAC an access-control entry is matched by: its second word.
+    static std::string access_key(const std::string& entry) {
+        std::string copy = cut(entry, kListLine);
+        char* save = nullptr;
+        char* flag = strtok_r(copy.data(), " ", &save);
+        char* mac = flag ? strtok_r(nullptr, " ", &save) : nullptr;
+        return mac ? lower(mac) : std::string();
+    }
+
+    // Entry i rewritten: it is found under its new MAC, in list order.
+    void reindex_access(std::size_t i, const std::string& old_key) {
+        std::string key = access_key(access_control[i]);
+        if (key == old_key) return;
+        auto& from = access_entries[old_key];
+        from.erase(std::find(from.begin(), from.end(), i));
+        auto& to = access_entries[key];
+        to.insert(std::lower_bound(to.begin(), to.end(), i), i);
+    }
+
+    const std::vector<std::size_t>& access_of_mac(const std::string& mac) const {
+        static const std::vector<std::size_t> kNone;
+        auto it = access_entries.find(mac_key(mac));
+        return it == access_entries.end() ? kNone : it->second;
     }
 };
 
@@ -332,25 +396,22 @@ bool parse_device_line(const std::string& line, Device& d) {
 
 // The user's own name and type for the device, when set.
 void apply_device_list(const DetailsContext& ctx, Device& d) {
-    for (const std::string& entry : ctx.device_list) {
-        std::string value = cut(entry, 127);
-        std::vector<std::string> w = split_blanks(value);
-        if (w.size() < 2 || w[0] != d.raw_mac) continue;
-        d.type_id = w.size() > 2 ? w[2] : "";
-        d.name = rest_after_words(value, 3);
-        return;
-    }
+    auto it = ctx.user_named.find(d.raw_mac);
+    if (it == ctx.user_named.end()) return;
+    d.type_id = it->second.first;
+    d.name = it->second.second;
 }
 
 const char* access_of(const DetailsContext& ctx, const std::string& mac) {
+    const std::vector<std::size_t>& entries = ctx.access_of_mac(mac);
     if (ctx.allow_by_default) {
-        for (const std::string& e : ctx.access_control)
-            if (access_matches("block_device", mac, e)) return "block";
+        for (std::size_t i : entries)
+            if (access_matches("block_device", mac, ctx.access_control[i])) return "block";
         return "allow";
     }
     if (strcasecmp(mac.c_str(), ctx.wan_mac.c_str()) == 0) return "allow";
-    for (const std::string& e : ctx.access_control)
-        if (access_matches("allow_device", mac, e)) return "allow";
+    for (std::size_t i : entries)
+        if (access_matches("allow_device", mac, ctx.access_control[i])) return "allow";
     return "block";
 }
 
@@ -369,7 +430,7 @@ void find_connection(const DetailsContext& ctx, Device& d) {
 
 // The access-control record of the device learns whether it is wired now.
 void write_back_wired_flag(DetailsContext& ctx, const Device& d) {
-    for (std::size_t i = 0; i < ctx.access_control.size(); ++i) {
+    for (std::size_t i : ctx.access_of_mac(d.mac)) {
         std::string value = cut(ctx.access_control[i], kListLine);
         if (!access_matches("allow_device", d.mac, value) &&
             !access_matches("block_device", d.mac, value))
@@ -387,29 +448,24 @@ void write_back_wired_flag(DetailsContext& ctx, const Device& d) {
         if (value != ctx.access_control[i]) {
             std::string key = "access_control" + std::to_string(i + 1);
             config_set(key.c_str(), value.c_str());
+            std::string old_key = DetailsContext::access_key(ctx.access_control[i]);
             ctx.access_control[i] = value;
+            ctx.reindex_access(i, old_key);  // the flag may have been written over the MAC
         }
         return;
     }
 }
 
 void search_ac_connect(const DetailsContext& ctx, Device& d) {
-    for (const std::string& entry : ctx.ac_connect) {
-        std::string value = cut(entry, kListLine);
-        std::vector<std::string> w = split_blanks(value);
-        std::string rest = rest_after_words(value, 4);
-        // The web interface stores two characters after the name.
-        rest = rest.size() > 2 ? rest.substr(0, rest.size() - 2) : "";
-        if (w.size() < 2 || strcasecmp(w[1].c_str(), d.mac.c_str()) != 0) continue;
-        if (!rest.empty()) {
-            d.name = rest;
-            return;
-        }
-        // A record without a name: the scanner's own name, unless a later
-        // record of the device has one.
-        auto it = ctx.scanner_names.find(lower(d.mac));
-        if (it != ctx.scanner_names.end()) d.name = it->second;
+    auto it = ctx.connect_names.find(mac_key(d.mac));
+    if (it == ctx.connect_names.end()) return;
+    if (it->second.first) {
+        d.name = it->second.second;
+        return;
     }
+    // Records without a name: the scanner's own name.
+    auto scanned = ctx.scanner_names.find(lower(d.mac));
+    if (scanned != ctx.scanner_names.end()) d.name = scanned->second;
 }
 
 void fix_name(const DetailsContext& ctx, Device& d) {

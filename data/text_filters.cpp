@@ -34,11 +34,16 @@ bool LineGrep::any_icase(const std::string& pattern) const {
     // A pattern without the basic expressions' special characters (a MAC
     // address) matches as plain text: no expression to compile per device.
     if (pattern.find_first_of(".[]*^$\\\n") == std::string::npos) {
-        auto same = [](char a, char b) { return tolower(uc(a)) == tolower(uc(b)); };
-        return std::any_of(lines_.begin(), lines_.end(), [&](const std::string& line) {
-            return std::search(line.begin(), line.end(), pattern.begin(), pattern.end(), same) !=
-                   line.end();
-        });
+        auto fold = [](std::string s) {
+            for (char& c : s) c = static_cast<char>(tolower(uc(c)));
+            return s;
+        };
+        if (!folded_made_) {
+            for (const std::string& line : lines_) folded_ += fold(line) + '\n';
+            folded_made_ = true;
+        }
+        // Without a newline in the pattern, a hit lies within one line.
+        return !lines_.empty() && folded_.find(fold(pattern)) != std::string::npos;
     }
     regex_t re;
     if (!compile_as_grep(&re, pattern)) return false;
