@@ -29,18 +29,17 @@ TEST(GenericItems, HardwareHeaderDocument) {
     expect_moment(json_text(hw, "timeStamp"), "{\"date\":[%Y,%m,%d],\"time\":[%H,%M,%S]}",
                   before + 5 * 3600, after + 5 * 3600);
 
-    // Analytics declined: identity only as digests; no board files at all.
+    // Analytics declined: identity only as digests.
     Scenario anon;
     anon.store = {{"agree_collect_TC", "0"}, {"agree_auto_up_TC", "0"}};
     anon.unset_keys = {"aws_stage"};
     anon.files["/tmp/Seria_Number"] = "ABC123\n";
     anon.netifs = {"br0 A0:B1:C2:D3:E4:F5 192.168.1.1/24"};
-    anon.remove = {"/tmp/board_hw_id", "/proc/nvram/boardid"};
     run = run_item("eventtype4", anon);
     expect_members(run.at("routerHardware"),
                    {{"deviceInfo.serialNumber", "bbf2dead374654cbb32a917afd236656"},
                     {"deviceInfo.macAddress", "6d3a20af390e079ede8ee0ae4591400c"},
-                    {"hwRevision", ","}, {"stage", "prod"}, {"autoUpdateOption", "2"},
+                    {"stage", "prod"}, {"autoUpdateOption", "2"},
                     {"routerAnalyticsOption", "2"}});
     EXPECT_FALSE(run.r.exists("/tmp/router-analytics/zol_md5_code"));
 

