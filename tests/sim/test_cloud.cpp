@@ -6,12 +6,13 @@
 #include <fstream>
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const std::string kFffd = "\xEF\xBF\xBD";
 
-TEST(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
-    REQUIRE_SIM();
+using SimCloud = SimTest;
+
+TEST_F(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
     std::ifstream in(std::string(DC_SOURCE_DIR) + "/sim/router/rootfs/tmp/sim/cloud_in_with_header.json");
     std::stringstream with_header;
     with_header << in.rdbuf();

@@ -2,13 +2,14 @@
 // model probe and the model's gating of "all", run through the real binary in
 // the simulated router.
 
-#include "sim_harness.h"
+#include "sim_test.h"
+
+using Entry = SimTest;
 
 // One router run: no word, an empty one, and unknown words (item words are
 // case-sensitive); none writes a document. The usage lists every command word.
 // Then the model probe, which must never run the board file as shell.
-TEST(Entry, UsageUnknownWordsAndModelProbe) {
-    REQUIRE_SIM();
+TEST_F(Entry, UsageUnknownWordsAndModelProbe) {
     const std::string words[] = {"-", "", "foo", "RouterInfo", std::string(50, 'x')};
     std::string script;
     for (const std::string& word : words)
@@ -38,10 +39,11 @@ TEST(Entry, UsageUnknownWordsAndModelProbe) {
     EXPECT_EQ(r.file("/tmp/aws_json_eventtype4").rfind("{\n  \"routerHardware\":{\n", 0), 0u);
 }
 
+using AllDocument = SimTest;
+
 // The model without USB: the single items' gating by model carries over into
 // the "all" document (the sample router's is its golden document).
-TEST(AllDocument, ModelWithoutUsbLeavesOutUsbMediaQosAndVpn) {
-    REQUIRE_SIM();
+TEST_F(AllDocument, ModelWithoutUsbLeavesOutUsbMediaQosAndVpn) {
     Scenario sc;
     sc.files["/module_name"] = "ZT410\n";
     ItemRun run = run_item("all", sc);

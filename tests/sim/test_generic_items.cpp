@@ -1,7 +1,7 @@
 // The system health and hardware items in the simulated router, where they
 // differ from the sample router's golden documents: header identity and
 // clock, CPU and memory fallbacks, kernel reboot and firmware upgrade.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <cstdio>
 #include <ctime>
@@ -15,8 +15,9 @@ static void expect_moment(const std::string& text, const char* format, time_t lo
     EXPECT_LE(timegm(&t), hi + 1) << text;
 }
 
-TEST(GenericItems, HardwareHeaderDocument) {
-    REQUIRE_SIM();
+using GenericItems = SimTest;
+
+TEST_F(GenericItems, HardwareHeaderDocument) {
     Scenario sc;
     sc.files["/module_name"] = "xz12\r\nsecond line\n";
     // ABC-5: five hours east of UTC.
@@ -52,8 +53,7 @@ TEST(GenericItems, HardwareHeaderDocument) {
                    {{"hwRevision", ","}, {"modelName", ""}, {"deviceInfo.macAddress", ""}});
 }
 
-TEST(GenericItems, CpuAndMemoryFallbacks) {
-    REQUIRE_SIM();
+TEST_F(GenericItems, CpuAndMemoryFallbacks) {
     const std::string policy = "/tmp/router-analytics/RAE_Policy.json";
     // No aggregate cpu line, a policy cut short, no top on the router.
     Scenario sc;
@@ -85,8 +85,7 @@ TEST(GenericItems, CpuAndMemoryFallbacks) {
     }
 }
 
-TEST(GenericItems, KernelRebootDocument) {
-    REQUIRE_SIM();
+TEST_F(GenericItems, KernelRebootDocument) {
     Scenario sc;
     sc.uptime = 3600;
     sc.store["time_zone"] = "UTC0";
@@ -132,8 +131,7 @@ TEST(GenericItems, KernelRebootDocument) {
     EXPECT_TRUE(run.r.exists("/tmp/crash_aws_log"));  // the firmware's file stays
 }
 
-TEST(GenericItems, FirmwareUpgradeDocument) {
-    REQUIRE_SIM();
+TEST_F(GenericItems, FirmwareUpgradeDocument) {
     // The sample router's document is golden; the check moment's conversion
     // from seconds since boot is the unit tests'.
     Scenario sc;

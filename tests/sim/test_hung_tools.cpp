@@ -3,7 +3,7 @@
 // document with the fallbacks, and leaves none of its processes behind.
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 // The firmware's tools at the paths the collector finds them.
 const char* const kTools[] = {
@@ -65,8 +65,9 @@ static void check_run(const char* mode, const std::string& body) {
     if (getenv("DC_SHOW")) printf("%s", r.out.c_str());
 }
 
-TEST(HungTools, EveryToolWedgedEvenAgainstSigtermOrPrintingWithoutEnd) {
-    REQUIRE_SIM();
+using HungTools = SimTest;
+
+TEST_F(HungTools, EveryToolWedgedEvenAgainstSigtermOrPrintingWithoutEnd) {
     check_run("hung", "exec /bin/sh -c 'trap \"\" TERM; while :; do sleep 1; done' dc-fake-tool\n");
     check_run("flooding", "exec yes 'Number of bad blocks: 9 true POT: 7 active' dc-fake-tool\n");
 }

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const char* const kMix[] = {"routerConfig", "connectedDevice", "eventtype2", "wifiScanResult",
                             "routerInfo", "all"};
@@ -47,8 +47,9 @@ static std::vector<std::string> growing_counters(int readings) {
     return out;
 }
 
-TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
-    REQUIRE_SIM();
+using Overlap = SimTest;
+
+TEST_F(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     const int rounds = env_or("DC_OVERLAP_ROUNDS", 1);
     // The sequence must outlast every reading of the counters.
     Scenario sc;
@@ -113,8 +114,7 @@ TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     EXPECT_EQ(tx, 2 * rx);
 }
 
-TEST(Overlap, KilledRunsLeaveEveryFileWhole) {
-    REQUIRE_SIM();
+TEST_F(Overlap, KilledRunsLeaveEveryFileWhole) {
     const int kills = env_or("DC_OVERLAP_KILLS", 40);
     // A fixed seed: the same instants each time.
     std::string s = "cd /tmp; n=7; for k in $(seq " + std::to_string(kills) + "); do "

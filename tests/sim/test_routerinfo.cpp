@@ -2,7 +2,7 @@
 // router's golden document: members per operating mode, every source
 // missing, what one report leaves for the next, the region pairing, the
 // speed-test statuses, the traffic delta and hostile sources.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const char kDoc[] = "/tmp/aws_json_routerInfo";
 const char kModemCache[] = "/tmp/router-analytics/cableModeMacAddr";
@@ -35,8 +35,9 @@ static std::vector<std::string> reports_at(const Scenario& sc, const std::string
 
 const char kKeep[] = "data_collector routerInfo; cp /tmp/aws_json_routerInfo /tmp/out/";
 
-TEST(RouterInfo, AccessPointAndBridgeHaveNoTrafficOrBandwidth) {
-    REQUIRE_SIM();
+using RouterInfo = SimTest;
+
+TEST_F(RouterInfo, AccessPointAndBridgeHaveNoTrafficOrBandwidth) {
     for (const char* layer : {"sim/layers/routerinfo-ap", "sim/layers/routerinfo-bridge"}) {
         Scenario sc = probed();
         sc.extra_fixtures = {layer};
@@ -46,8 +47,7 @@ TEST(RouterInfo, AccessPointAndBridgeHaveNoTrafficOrBandwidth) {
     }
 }
 
-TEST(RouterInfo, EverySourceMissing) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, EverySourceMissing) {
     // Runs once: this router waits out its three device-location tries.
     Scenario sc;
     sc.extra_fixtures = {"sim/layers/routerinfo-missing"};
@@ -75,8 +75,7 @@ TEST(RouterInfo, EverySourceMissing) {
 
 // The sample router's values are its golden document; here is what two
 // reports in a row leave behind and change.
-TEST(RouterInfo, WhatOneReportLeavesForTheNext) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, WhatOneReportLeavesForTheNext) {
     SimResult r = run_in_router(
         {"sh", "-c", "data_collector routerInfo; mv /tmp/aws_json_routerInfo /tmp/first.json; "
                      "data_collector routerInfo; [ -e /tmp/ra_d2_info ] || echo no d2 answer; "
@@ -109,8 +108,7 @@ TEST(RouterInfo, WhatOneReportLeavesForTheNext) {
     EXPECT_EQ(r.file("/tmp/traffic_meter/traffic_old"), "8642081620\n1152306117\n");
 }
 
-TEST(RouterInfo, RegionPairing) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, RegionPairing) {
     const std::pair<const char*, const char*> cases[] = {
         {"10", "NA"}, {"10", "US"}, {"10", "EU"}, {"10", "NAX"}, {"99", "NA"}, {"", "NA"}, {"25", "WW"}};
     std::string script;
@@ -124,8 +122,7 @@ TEST(RouterInfo, RegionPairing) {
                   "Africa", "Middle East(Saudi Arabia/United Arab Emirates)"}));
 }
 
-TEST(RouterInfo, TimeSyncAndModemOnTheModemNetwork) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, TimeSyncAndModemOnTheModemNetwork) {
     // A WAN address on the modem's own network: no probe, "na" cached.
     Scenario sc;
     sc.netifs = {"brwan A4:2B:8C:5E:71:D3 192.168.100.10/24"};
@@ -143,8 +140,7 @@ TEST(RouterInfo, TimeSyncAndModemOnTheModemNetwork) {
                                         "no | Fail to reach server |  | na"}));
 }
 
-TEST(RouterInfo, SpeedTestStatuses) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, SpeedTestStatuses) {
     // Each line: the store before a report, then what the report says (a new
     // test, none ever and an old one are in the other tests).
     struct {
@@ -178,8 +174,7 @@ TEST(RouterInfo, SpeedTestStatuses) {
     EXPECT_EQ(reports_at(probed(), script, {"internetBandwidth"}, std::size(cases)), want);
 }
 
-TEST(RouterInfo, TrafficMeter) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, TrafficMeter) {
     // Meter off: the second reading of a report shows the traffic since the
     // first one; the received counter wrapped at 32 bits in between. A PPPoE
     // WAN is measured on ppp0.
@@ -203,8 +198,7 @@ TEST(RouterInfo, TrafficMeter) {
                                         R"({"Uplink":812.40,"Downlink":10543.75})"}));
 }
 
-TEST(RouterInfo, HostileAndMalformedSources) {
-    REQUIRE_SIM();
+TEST_F(RouterInfo, HostileAndMalformedSources) {
     const std::string binary("\x00\xff\xfe\x01\n\x80garbage\x00\n", 14);
     const std::string long_line(100 * 1024, '7');
     Scenario sc;

@@ -1,7 +1,7 @@
 // The wifiScanResult event from the sample router's site survey (and from a
 // survey far over the 128 KiB ceiling), and the credential commands "prod",
 // "dev" and "interleave".
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <cstdio>
 
@@ -25,12 +25,13 @@ static size_t count_prefix(const std::vector<std::string>& v, const std::string&
     return n;
 }
 
+using ScanResultSim = SimTest;
+
 // The sample router's survey is its golden document; what it prints counts
 // the SSIDs of every block, the legacy ones mixed into the next block too.
 // Then a two-radio router never reads the 6 GHz file; missing files are
 // reported.
-TEST(ScanResultSim, SurveyCountAndTwoRadios) {
-    REQUIRE_SIM();
+TEST_F(ScanResultSim, SurveyCountAndTwoRadios) {
     SimResult r = run_in_router(
         {"sh", "-c", "data_collector wifiScanResult; config set radio_number=0x3; "
                      "rm /tmp/router-analytics/wifi_scan_file_2g; data_collector wifiScanResult"});
@@ -42,8 +43,7 @@ TEST(ScanResultSim, SurveyCountAndTwoRadios) {
     EXPECT_EQ(count_prefix(networks(r), "5G "), 33u);
 }
 
-TEST(ScanResultSim, OversizedSurveyKeepsItsTail) {
-    REQUIRE_SIM();
+TEST_F(ScanResultSim, OversizedSurveyKeepsItsTail) {
     // A 2.4 GHz survey of thousands of networks, far over the ceiling.
     const int kBlocks = 3000;
     std::string survey;
@@ -79,8 +79,9 @@ const char* const kNames[] = {"certificate.pem.crt", "private.pem.key", "rootCA.
 
 static std::string ra(const std::string& name) { return "/tmp/router-analytics/" + name; }
 
-TEST(CredentialsSim, WriteAppendAndInterleave) {
-    REQUIRE_SIM();
+using CredentialsSim = SimTest;
+
+TEST_F(CredentialsSim, WriteAppendAndInterleave) {
     // "dev" appends; "interleave" replaces each file by its scrambled dot file
     // (kept in /tmp/first); then with one file missing it leaves none.
     SimResult r = run_in_router({"sh", "-c",

@@ -3,7 +3,7 @@
 // bad logs, a log far over the ceiling), and the wifiConfig and wifiAnalytics
 // objects of the "all" document on the other radio layouts, printed by the
 // test-only program wifi_objects.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <cstdlib>
 
@@ -27,8 +27,9 @@ static SimJson object(const std::string& name, const Scenario& sc = {}) {
     return SimJson(json_tokener_parse(r.out.c_str()));
 }
 
-TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
-    REQUIRE_SIM();
+using WirelessSim = SimTest;
+
+TEST_F(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
     Scenario two;
     two.store["radio_number"] = "0x3";
     two.files = {{"/tmp/netscan/attach_offline_device",
@@ -69,8 +70,7 @@ TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
     expect_members(ev[1], {{"eventType", "6:Post-association steer fail"}, {"deviceModel", ""}});
 }
 
-TEST(WirelessSim, ConnectEventFromBadOrMissingLogs) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, ConnectEventFromBadOrMissingLogs) {
     std::string junk = "aa:bb:cc:dd:ee:ff,wl1,1795276800,1,3," + std::string(2000, '7') + "\n" +
                        std::string("\xff\xfe") + '\0' + "x,wl1,\x01,\x80,\xc0,\n" +
                        "\n,,,,,,\nonly-a-mac\n11:22,wl2,99999999999999999999999,4,4,-70\n" +
@@ -93,8 +93,7 @@ TEST(WirelessSim, ConnectEventFromBadOrMissingLogs) {
     EXPECT_FALSE(run.r.exists("/tmp/ra_wifi_info_calls"));
 }
 
-TEST(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
     const std::string layer = std::string(DC_SOURCE_DIR) + "/sim/layers/wifi-ra-50k";
     ASSERT_EQ(system(("'" + layer + "/generate'").c_str()), 0);
     Scenario sc;
@@ -114,8 +113,7 @@ TEST(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
     EXPECT_GT(size, 131072u - 1000u);
 }
 
-TEST(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
     const Names two = {"main-2G", "main-5G", "guest-2G", "guest-5G", "customize-2G",
                        "customize-5G", "radio-2G", "radio-5G"};
     // Three radios (0x7) are the sample router's, in its golden "all" document.
@@ -159,8 +157,7 @@ TEST(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
     });
 }
 
-TEST(WirelessSim, WifiAnalyticsBandsAndInterfacesFollowTheRouter) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, WifiAnalyticsBandsAndInterfacesFollowTheRouter) {
     auto names = [](const SimJson& a) {
         Names out;
         json_object* list = json_at(a.get(), "wifiIface");
