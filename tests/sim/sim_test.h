@@ -8,3 +8,10 @@ class SimTest : public ::testing::Test {
    protected:
     void SetUp() override { REQUIRE_SIM(); }
 };
+
+// run_in_router for a run that must exit 0.
+inline SimResult run_ok(const std::vector<std::string>& argv, const Scenario& sc = {}) {
+    SimResult r = run_in_router(argv, sc);
+    EXPECT_EQ(r.status, 0) << r.err;
+    return r;
+}

@@ -68,8 +68,7 @@ TEST_F(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     for (const char* item : kMix) s += std::string(" ") + item;
     s += "; do data_collector $i >/dev/null 2>&1 && cp aws_json_$i got/$i.$l.$r.$$ 2>/dev/null; "
          "done; done ) & done; wait";
-    SimResult r = run_in_router({"sh", "-c", s}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", s}, sc);
 
     int compared = 0;
     for (const char* item : kMix) {
@@ -124,8 +123,7 @@ TEST_F(Overlap, KilledRunsLeaveEveryFileWhole) {
                     "sleep 0.$(( n % 300 + 10 )); kill -9 $p 2>/dev/null; wait; done";
     Scenario sc;
     sc.timeout_s = 60 + kills;
-    SimResult r = run_in_router({"sh", "-c", s}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", s}, sc);
     for (const char* doc : {"/tmp/aws_json_routerInfo", "/tmp/aws_json_all",
                             "/tmp/aws_json_eventtype5", "/tmp/aws_json_routerConfig"})
         EXPECT_TRUE(!r.exists(doc) || r.json(doc)) << doc;

@@ -32,10 +32,9 @@ using ScanResultSim = SimTest;
 // Then a two-radio router never reads the 6 GHz file; missing files are
 // reported.
 TEST_F(ScanResultSim, SurveyCountAndTwoRadios) {
-    SimResult r = run_in_router(
+    SimResult r = run_ok(
         {"sh", "-c", "data_collector wifiScanResult; config set radio_number=0x3; "
                      "rm /tmp/router-analytics/wifi_scan_file_2g; data_collector wifiScanResult"});
-    ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(has(r.out, "#### wifiScanResult: total SSID count (90)\n"));
     EXPECT_TRUE(has(r.out, "open file failed !! (/tmp/router-analytics/wifi_scan_file_2g)\n"));
     EXPECT_FALSE(has(r.out, "wifi_scan_file_6g"));
@@ -58,8 +57,7 @@ TEST_F(ScanResultSim, OversizedSurveyKeepsItsTail) {
     }
     Scenario sc;
     sc.files["/tmp/router-analytics/wifi_scan_file_2g"] = survey;
-    SimResult r = run_in_router({"data_collector", "wifiScanResult"}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"data_collector", "wifiScanResult"}, sc);
     // The overflow report is the connect event's, through the same merge.
     EXPECT_LE(r.file(kScanDoc).size(), 131072u);
 
@@ -84,15 +82,14 @@ using CredentialsSim = SimTest;
 TEST_F(CredentialsSim, WriteAppendAndInterleave) {
     // "dev" appends; "interleave" replaces each file by its scrambled dot file
     // (kept in /tmp/first); then with one file missing it leaves none.
-    SimResult r = run_in_router({"sh", "-c",
-                                 "cd /tmp/router-analytics && data_collector prod && mkdir /tmp/prod && "
-                                 "mv certificate.pem.crt private.pem.key rootCA.crt /tmp/prod && "
-                                 "data_collector dev && cp -r /tmp/router-analytics /tmp/once && "
-                                 "data_collector dev && cp -r /tmp/router-analytics /tmp/twice && "
-                                 "data_collector interleave && mv /tmp/router-analytics /tmp/first && "
-                                 "mkdir /tmp/router-analytics && cd /tmp/router-analytics && data_collector dev && rm rootCA.crt && "
-                                 "data_collector interleave 2>/tmp/missing"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c",
+                          "cd /tmp/router-analytics && data_collector prod && mkdir /tmp/prod && "
+                          "mv certificate.pem.crt private.pem.key rootCA.crt /tmp/prod && "
+                          "data_collector dev && cp -r /tmp/router-analytics /tmp/once && "
+                          "data_collector dev && cp -r /tmp/router-analytics /tmp/twice && "
+                          "data_collector interleave && mv /tmp/router-analytics /tmp/first && "
+                          "mkdir /tmp/router-analytics && cd /tmp/router-analytics && data_collector dev && rm rootCA.crt && "
+                          "data_collector interleave 2>/tmp/missing"});
     EXPECT_EQ(r.out + r.err, "");  // nothing of the material is printed
     EXPECT_TRUE(has(r.file("/tmp/missing"), "open in file /tmp/router-analytics/rootCA.crt fail: "));
     for (const std::string name : kNames) {

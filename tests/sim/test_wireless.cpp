@@ -22,8 +22,7 @@ static std::vector<json_object*> events(const ItemRun& run) {
 }
 
 static SimJson object(const std::string& name, const Scenario& sc = {}) {
-    SimResult r = run_in_router({"wifi_objects", name}, sc);
-    EXPECT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"wifi_objects", name}, sc);
     return SimJson(json_tokener_parse(r.out.c_str()));
 }
 
