@@ -1,21 +1,22 @@
 // "data_collector cloud <in> <out>" in the simulated router, every case in one
 // run: producer documents get the router's header, or are moved when they
-// already have one, and come out strict JSON whatever came in. The forwarded
+// already have one, and come out strict JSON whatever came in (a broken one
+// gets the header alone, as the unit tests check). The forwarded
 // Circle document itself is the golden one (docs/golden/cloud.json).
 #include <fstream>
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const std::string kFffd = "\xEF\xBF\xBD";
 
-TEST(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
-    REQUIRE_SIM();
+using SimCloud = SimTest;
+
+TEST_F(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
     std::ifstream in(std::string(DC_SOURCE_DIR) + "/sim/router/rootfs/tmp/sim/cloud_in_with_header.json");
     std::stringstream with_header;
     with_header << in.rdbuf();
     Scenario sc;
-    sc.files["/tmp/sim/bad.json"] = "{\"circleV2\": {\"x\": 1";
     sc.files["/tmp/sim/nan_plain.json"] =
         R"({"speedTest":{"down":NaN,"up":Infinity,"list":[1.5,-Infinity],"name":"ok"}})";
     sc.files["/tmp/sim/nan_header.json"] =
@@ -23,22 +24,16 @@ TEST(SimCloud, HeaderAddedOrKeptAndDocumentsMadeStrict) {
     // Each output is /tmp/aws_json_N (the cloud's schema checks them) or
     // /tmp/out_N; a line after each run tells whether the Circle copy is there.
     std::string script;
-    for (const char* doc : {"aws_json_1 cloud_in_with_header", "aws_json_2 bad", "aws_json_3 cloud_in_circle",
+    for (const char* doc : {"aws_json_1 cloud_in_with_header", "aws_json_3 cloud_in_circle",
                             "out_4 nan_plain", "out_5 nan_header"})
         script += std::string("set -- ") + doc + "; data_collector cloud /tmp/sim/$2.json /tmp/$1; "
                   "echo \"== $2:$(test -e /tmp/aws_json_circleV2 && echo circle)\"; ";
-    SimResult r = run_in_router({"sh", "-c", script}, sc);
-    EXPECT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", script}, sc);
 
     // A document with its header is moved unchanged.
     EXPECT_EQ(r.file("/tmp/aws_json_1"), with_header.str());
     EXPECT_FALSE(r.exists("/tmp/sim/cloud_in_with_header.json"));
     EXPECT_TRUE(has(r.out, "== cloud_in_with_header:\n"));
-    // A broken one still gives a header.
-    EXPECT_TRUE(has(r.out, "not find file_name: /tmp/sim/bad.json\n")) << r.out;
-    SimJson doc = r.json("/tmp/aws_json_2");
-    EXPECT_EQ(member_names(doc.get()), std::vector<std::string>{"routerHardware"});
-    EXPECT_TRUE(has(r.out, "== bad:\n"));
     // A Circle event is kept as aws_json_circleV2 too, and its input stays.
     EXPECT_TRUE(has(r.out, "DATA_COLLECTOR: raw data /tmp/sim/cloud_in_circle.json\n {"));
     EXPECT_TRUE(has(r.out, "== cloud_in_circle:circle\n"));

@@ -2,7 +2,7 @@
 // classic scanner list (the sample router) and the device-recognition engine
 // (layer sim/layers/fing). Each classic run includes the scanner's six-second
 // refresh wait, so the classic cases are few and each checks much.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <cstdlib>
 
@@ -47,8 +47,9 @@ static json_object* device(json_object* doc, size_t i) {
 
 static ItemRun collect(const Scenario& sc) { return run_item("connectedDevice", sc); }
 
-TEST(ConnectedDevice, ClassicHouseholdInRouterMode) {
-    REQUIRE_SIM();
+using ConnectedDevice = SimTest;
+
+TEST_F(ConnectedDevice, ClassicHouseholdInRouterMode) {
     // The document is the golden one. Wired flags are written back where
     // they were stale, nothing else touched.
     ItemRun run = collect({});
@@ -68,8 +69,7 @@ TEST(ConnectedDevice, ClassicHouseholdInRouterMode) {
     EXPECT_EQ(on, 38u);
 }
 
-TEST(ConnectedDevice, ClassicAccessPointModeBlanksTypesAndNames) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, ClassicAccessPointModeBlanksTypesAndNames) {
     Scenario sc;
     sc.store = {{"ap_mode", "1"}, {"new_device_statue_by_default", "Block"}};
     ItemRun run = collect(sc);
@@ -88,8 +88,7 @@ TEST(ConnectedDevice, ClassicAccessPointModeBlanksTypesAndNames) {
     EXPECT_EQ(allowed, "192.168.1.10 192.168.1.12 192.168.1.15 192.168.1.30 10.8.0.6 ");
 }
 
-TEST(ConnectedDevice, ClassicWithoutScannerListKeepsNegativeWiredCount) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, ClassicWithoutScannerListKeepsNegativeWiredCount) {
     Scenario sc;
     sc.remove = {"/tmp/netscan"};
     ItemRun run = collect(sc);
@@ -100,8 +99,7 @@ TEST(ConnectedDevice, ClassicWithoutScannerListKeepsNegativeWiredCount) {
               std::vector<std::string>{"numberOfDevices"});
 }
 
-TEST(ConnectedDevice, ClassicSurvivesHostileLists) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, ClassicSurvivesHostileLists) {
     std::string list =
         "192.168.1.90 A4:83:E7:60:00:01 47 0 x y " + std::string(100000, 'N') + " 1\n"
         "192.168.1.91 A4:83:E7:60:00:02 47 0 x y \xff\xfe\x01name\x80 1\n"
@@ -142,8 +140,7 @@ TEST(ConnectedDevice, ClassicSurvivesHostileLists) {
     EXPECT_EQ(json_str(device(doc, 4), "deviceName"), "nul");
 }
 
-TEST(ConnectedDevice, RecognitionEngineInEachMode) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, RecognitionEngineInEachMode) {
     for (const char* ap_mode : {"0", "1"}) {
         SCOPED_TRACE(std::string("ap_mode=") + ap_mode);
         Scenario sc;
@@ -175,8 +172,7 @@ TEST(ConnectedDevice, RecognitionEngineInEachMode) {
     }
 }
 
-TEST(ConnectedDevice, RecognitionEngineSurvivesBadLists) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, RecognitionEngineSurvivesBadLists) {
     std::string vpn;
     for (int i = 0; i < 10000; ++i) vpn += "-----device:" + std::to_string(i) + "\n\xff\x01\n";
     const struct {
@@ -208,8 +204,7 @@ TEST(ConnectedDevice, RecognitionEngineSurvivesBadLists) {
 
 // The connectedDevice document holds every device; "all", whose other members
 // leave less room, trims the list under the ceiling and keeps the full count.
-TEST(ConnectedDevice, TwoThousandDevices) {
-    REQUIRE_SIM();
+TEST_F(ConnectedDevice, TwoThousandDevices) {
     char tmpl[] = "/tmp/dc-devices.XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     std::string layer = tmpl;

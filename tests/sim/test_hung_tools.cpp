@@ -3,7 +3,7 @@
 // document with the fallbacks, and leaves none of its processes behind.
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 // The firmware's tools at the paths the collector finds them.
 const char* const kTools[] = {
@@ -41,8 +41,7 @@ static std::string script() {
 static void check_run(const char* mode, const std::string& body) {
     Scenario sc;
     for (const char* tool : kTools) sc.files[tool] = "#!/bin/sh\n" + body;
-    SimResult r = run_in_router({"sh", "-c", script()}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", script()}, sc);
     std::istringstream lines(r.out);
     std::string line;
     int reported = 0;
@@ -65,8 +64,9 @@ static void check_run(const char* mode, const std::string& body) {
     if (getenv("DC_SHOW")) printf("%s", r.out.c_str());
 }
 
-TEST(HungTools, EveryToolWedgedEvenAgainstSigtermOrPrintingWithoutEnd) {
-    REQUIRE_SIM();
+using HungTools = SimTest;
+
+TEST_F(HungTools, EveryToolWedgedEvenAgainstSigtermOrPrintingWithoutEnd) {
     check_run("hung", "exec /bin/sh -c 'trap \"\" TERM; while :; do sleep 1; done' dc-fake-tool\n");
     check_run("flooding", "exec yes 'Number of bad blocks: 9 true POT: 7 active' dc-fake-tool\n");
 }

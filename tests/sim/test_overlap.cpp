@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const char* const kMix[] = {"routerConfig", "connectedDevice", "eventtype2", "wifiScanResult",
                             "routerInfo", "all"};
@@ -47,8 +47,9 @@ static std::vector<std::string> growing_counters(int readings) {
     return out;
 }
 
-TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
-    REQUIRE_SIM();
+using Overlap = SimTest;
+
+TEST_F(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     const int rounds = env_or("DC_OVERLAP_ROUNDS", 1);
     // The sequence must outlast every reading of the counters.
     Scenario sc;
@@ -67,8 +68,7 @@ TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     for (const char* item : kMix) s += std::string(" ") + item;
     s += "; do data_collector $i >/dev/null 2>&1 && cp aws_json_$i got/$i.$l.$r.$$ 2>/dev/null; "
          "done; done ) & done; wait";
-    SimResult r = run_in_router({"sh", "-c", s}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", s}, sc);
 
     int compared = 0;
     for (const char* item : kMix) {
@@ -113,8 +113,7 @@ TEST(Overlap, EveryDocumentAsIfAloneAndNoCounterUpdateLost) {
     EXPECT_EQ(tx, 2 * rx);
 }
 
-TEST(Overlap, KilledRunsLeaveEveryFileWhole) {
-    REQUIRE_SIM();
+TEST_F(Overlap, KilledRunsLeaveEveryFileWhole) {
     const int kills = env_or("DC_OVERLAP_KILLS", 40);
     // A fixed seed: the same instants each time.
     std::string s = "cd /tmp; n=7; for k in $(seq " + std::to_string(kills) + "); do "
@@ -124,8 +123,7 @@ TEST(Overlap, KilledRunsLeaveEveryFileWhole) {
                     "sleep 0.$(( n % 300 + 10 )); kill -9 $p 2>/dev/null; wait; done";
     Scenario sc;
     sc.timeout_s = 60 + kills;
-    SimResult r = run_in_router({"sh", "-c", s}, sc);
-    ASSERT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", s}, sc);
     for (const char* doc : {"/tmp/aws_json_routerInfo", "/tmp/aws_json_all",
                             "/tmp/aws_json_eventtype5", "/tmp/aws_json_routerConfig"})
         EXPECT_TRUE(!r.exists(doc) || r.json(doc)) << doc;

@@ -1,15 +1,16 @@
 // The simulated router itself: isolation, fixtures, scenario overrides.
 // Shell commands only, so these hold whatever state the collector is in; one
 // router run covers them all since each run costs most of a second.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
-TEST(RouterSim, FixtureScenarioAndIsolation) {
-    REQUIRE_SIM();
+using RouterSim = SimTest;
+
+TEST_F(RouterSim, FixtureScenarioAndIsolation) {
     const std::string probe = "/tmp/dc-sim-written-" + std::to_string(getpid());
     Scenario sc;
     sc.uptime = 90061;
@@ -47,8 +48,7 @@ TEST(RouterSim, FixtureScenarioAndIsolation) {
 
 // A layer's file where a lower layer has a link replaces the link: the staging
 // happens outside the router, so following it would write onto the machine.
-TEST(RouterSim, LayersNeverWriteThroughLinks) {
-    REQUIRE_SIM();
+TEST_F(RouterSim, LayersNeverWriteThroughLinks) {
     const std::string s = "/tmp/dc-links-" + std::to_string(getpid());
     const std::string lower = s + "/lower/rootfs/opt";
     const std::string scratch = "for f in f rel chain d/victim d2/victim; do ";
@@ -68,8 +68,7 @@ TEST(RouterSim, LayersNeverWriteThroughLinks) {
     sc.files = {{"/opt/abs", "upper abs\n"}, {"/opt/rel", "upper rel\n"},
                 {"/opt/dir/victim", "upper dir\n"}, {"/opt/c1", "upper chain\n"}};
     sc.remove = {"/opt/del/victim"};
-    SimResult r = run_in_router({"sh", "-c", "cat /opt/abs /opt/rel /opt/dir/victim /opt/c1"}, sc);
-    EXPECT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"sh", "-c", "cat /opt/abs /opt/rel /opt/dir/victim /opt/c1"}, sc);
     EXPECT_EQ(r.out, "upper abs\nupper rel\nupper dir\nupper chain\n");
     EXPECT_EQ(system(("cd " + s + " && " + scratch + "[ \"$(cat $f)\" = scratch ] || exit 1; done").c_str()), 0)
         << "a layer wrote through a link into " << s;

@@ -1,7 +1,7 @@
 // The small event documents in the simulated router beside the sample
 // router's golden ones: SSO login (eventtype7), Internet disconnect
 // (eventtype5) and the debug-log edit (eventtype10).
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <iterator>
 
@@ -11,8 +11,9 @@ const char* const kSsoFiles[] = {
     "/tmp/ssoLoginRedirectString", "/tmp/ssoLoginRedirectStringENC", "/tmp/ssoLoginResult",
 };
 
-TEST(SmallEvents, SsoLoginEvent) {
-    REQUIRE_SIM();
+using SmallEvents = SimTest;
+
+TEST_F(SmallEvents, SsoLoginEvent) {
     Scenario sc;
     sc.files["/tmp/ssoLoginFromIP"] = "192.168.1.23\r\nsecond line\n";
     sc.files["/tmp/ssoLoginRedirectString"] = std::string(100, 'r') + "\n";
@@ -31,8 +32,7 @@ TEST(SmallEvents, SsoLoginEvent) {
               R"("errorReason":"success"})");
 }
 
-TEST(SmallEvents, InternetDisconnectEventAndMarkers) {
-    REQUIRE_SIM();
+TEST_F(SmallEvents, InternetDisconnectEventAndMarkers) {
     Scenario sc;
     sc.store["disconn_timestamp"] = "1700000000";
     sc.remove = {"/tmp/router-analytics/disconn_reason"};
@@ -56,8 +56,7 @@ TEST(SmallEvents, InternetDisconnectEventAndMarkers) {
     EXPECT_EQ(run.r.file("/tmp/router-analytics/gw_disconn_duration"), hostile + "\n");
 }
 
-TEST(SmallEvents, DebugLogRecordFoundByItsMemberNotByTheWord) {
-    REQUIRE_SIM();
+TEST_F(SmallEvents, DebugLogRecordFoundByItsMemberNotByTheWord) {
     Scenario sc;
     sc.files["/tmp/Seria_Number"] = "dbgMsg \"dbgMsg\": }\n";
     sc.files["/usr/sbin/ubinfo"] =

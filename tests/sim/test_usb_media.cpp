@@ -1,15 +1,16 @@
 // The vumba and mediaDevice items in the simulated router beside the sample
 // router's golden documents (a USB disk, a printer, a media server): no USB
 // at all, no kernel USB list, and hostile inputs.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 const std::string kServerNoUsb =
     R"({"plexEnabled":false,"plexVersion":"1.40.1.8227-c0dd5a73e 2024 Mar, 07",)"
     R"("plexRunning":true,"plexErrorCode":"","plexAutoUpdate":true,"plexUSBDriveSelected":true,)"
     R"("plexUSBDriveInfo":"","plexRemoteDrive":true,"plexRemoteFolders":"2"})";
 
-TEST(UsbItems, WithoutUsb) {
-    REQUIRE_SIM();
+using UsbItems = SimTest;
+
+TEST_F(UsbItems, WithoutUsb) {
     Scenario sc;
     sc.extra_fixtures = {"sim/layers/no-usb"};
     EXPECT_EQ(json_text(run_item("vumba", sc).doc.get(), "vumba"), R"({"usbStorage":false})");
@@ -34,8 +35,7 @@ TEST(UsbItems, WithoutUsb) {
     EXPECT_EQ(json_text(run.doc.get(), "mediaDevice.plexMediaServer"), kServerNoUsb);
 }
 
-TEST(UsbItems, HostileInputs) {
-    REQUIRE_SIM();
+TEST_F(UsbItems, HostileInputs) {
     Scenario sc;
     sc.extra_fixtures = {"sim/layers/hostile"};
     for (const char* item : {"vumba", "mediaDevice"}) {

@@ -3,13 +3,12 @@
 // bad logs, a log far over the ceiling), and the wifiConfig and wifiAnalytics
 // objects of the "all" document on the other radio layouts, printed by the
 // test-only program wifi_objects.
-#include "sim_harness.h"
+#include "sim_test.h"
 
 #include <cstdlib>
 
 using Names = std::vector<std::string>;
 
-const char kEventDoc[] = "/tmp/aws_json_wifiConnectEvent";
 const char kTooLarge[] = "JSON FILE SIZE IS TOO LARGE, MAX JSON SIZE is 128k";
 const char kRecordingTool[] = "#!/bin/sh\necho \"$*\" >>/tmp/ra_wifi_info_calls\n";
 
@@ -22,16 +21,14 @@ static std::vector<json_object*> events(const ItemRun& run) {
     return out;
 }
 
-static ItemRun connect_event(const Scenario& sc) { return run_item("wifiConnectEvent", sc); }
-
 static SimJson object(const std::string& name, const Scenario& sc = {}) {
-    SimResult r = run_in_router({"wifi_objects", name}, sc);
-    EXPECT_EQ(r.status, 0) << r.err;
+    SimResult r = run_ok({"wifi_objects", name}, sc);
     return SimJson(json_tokener_parse(r.out.c_str()));
 }
 
-TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
-    REQUIRE_SIM();
+using WirelessSim = SimTest;
+
+TEST_F(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
     Scenario two;
     two.store["radio_number"] = "0x3";
     two.files = {{"/tmp/netscan/attach_offline_device",
@@ -44,7 +41,7 @@ TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
                                   "aa:bb:cc:00:ff:ff,eth0,1795276803,0,0,-62\n"}};
     two.files["/sbin/get_ra_wifi_info"] = kRecordingTool;
     two.remove = {"/tmp/soapclient/satellite_wifi_info/ra_attach_device"};
-    ItemRun run = connect_event(two);
+    ItemRun run = run_item("wifiConnectEvent", two);
     EXPECT_EQ(run.r.file("/tmp/ra_wifi_info_calls"), "wifiRA\n");  // the log refreshed first
     std::vector<json_object*> ev = events(run);
     ASSERT_EQ(ev.size(), 4u);
@@ -65,15 +62,14 @@ TEST(WirelessSim, ConnectEventLabelsAndSatelliteMacOnBothLayouts) {
     three.store["radio_number"] = "0x7";
     three.files["/tmp/wifi_ra"] = "11:22:33:44:55:02,wl0.2,1795276800,5,0,-50\n"
                                   "11:22:33:44:55:03,wl1.2,1795276801,6,0,-50\n";
-    run = connect_event(three);
+    run = run_item("wifiConnectEvent", three);
     ASSERT_EQ((ev = events(run)).size(), 2u);
     expect_members(ev[0], {{"eventType", "5:Post-association steer success"},
                            {"connBandChannel", "6G:37"}, {"deviceModel", "Attic"}});
     expect_members(ev[1], {{"eventType", "6:Post-association steer fail"}, {"deviceModel", ""}});
 }
 
-TEST(WirelessSim, ConnectEventFromBadOrMissingLogs) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, ConnectEventFromBadOrMissingLogs) {
     std::string junk = "aa:bb:cc:dd:ee:ff,wl1,1795276800,1,3," + std::string(2000, '7') + "\n" +
                        std::string("\xff\xfe") + '\0' + "x,wl1,\x01,\x80,\xc0,\n" +
                        "\n,,,,,,\nonly-a-mac\n11:22,wl2,99999999999999999999999,4,4,-70\n" +
@@ -81,7 +77,7 @@ TEST(WirelessSim, ConnectEventFromBadOrMissingLogs) {
     Scenario bad;
     bad.files = {{"/tmp/wifi_ra", junk}, {"/tmp/netscan/attach_offline_device", "{\"not\":\"a list\"}"},
                  {"/tmp/soapclient/satellite_wifi_info/ra_attach_device", "[1, \"x\", null, {}"}};
-    ItemRun run = connect_event(bad);
+    ItemRun run = run_item("wifiConnectEvent", bad);
     EXPECT_EQ(json_text(run.doc.get(), "wifiConnectEvent.numberOfEvents"), "9");
     std::vector<json_object*> ev = events(run);
     ASSERT_EQ(ev.size(), 9u);
@@ -91,18 +87,17 @@ TEST(WirelessSim, ConnectEventFromBadOrMissingLogs) {
     // An empty log: no events, and no refresh asked of the helper.
     Scenario none;
     none.files = {{"/sbin/get_ra_wifi_info", kRecordingTool}, {"/tmp/wifi_ra", ""}};
-    run = connect_event(none);
+    run = run_item("wifiConnectEvent", none);
     EXPECT_EQ(json_text(run.doc.get(), "wifiConnectEvent"), R"({"numberOfEvents":0,"event":[]})");
     EXPECT_FALSE(run.r.exists("/tmp/ra_wifi_info_calls"));
 }
 
-TEST(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
     const std::string layer = std::string(DC_SOURCE_DIR) + "/sim/layers/wifi-ra-50k";
     ASSERT_EQ(system(("'" + layer + "/generate'").c_str()), 0);
     Scenario sc;
     sc.extra_fixtures = {layer};
-    ItemRun run = connect_event(sc);
+    ItemRun run = run_item("wifiConnectEvent", sc);
     EXPECT_EQ(run.r.out, std::string(kTooLarge) + "\n");
     EXPECT_NE(run.r.file("/tmp/RA_collect.log").find(std::string(kTooLarge) + " (wifiConnectEvent)\n"),
               std::string::npos);
@@ -112,13 +107,12 @@ TEST(WirelessSim, FiftyThousandEventsKeepTheNewestUnderTheCeiling) {
     ASSERT_GT(ev.size(), 100u);
     expect_members(ev.back(), {{"clientMAC", "f0:99:b6:45:aa:01"}, {"RSSI", "-84dbm"}});
     expect_members(ev[ev.size() - 2], {{"clientMAC", "3c:22:fb:12:34:56"}, {"RSSI", "-83dbm"}});
-    size_t size = run.r.file(kEventDoc).size();
+    size_t size = run.r.file("/tmp/aws_json_wifiConnectEvent").size();
     EXPECT_LE(size, 131072u);
     EXPECT_GT(size, 131072u - 1000u);
 }
 
-TEST(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
     const Names two = {"main-2G", "main-5G", "guest-2G", "guest-5G", "customize-2G",
                        "customize-5G", "radio-2G", "radio-5G"};
     // Three radios (0x7) are the sample router's, in its golden "all" document.
@@ -162,8 +156,7 @@ TEST(WirelessSim, WifiConfigLayoutsFlagsAndChannels) {
     });
 }
 
-TEST(WirelessSim, WifiAnalyticsBandsAndInterfacesFollowTheRouter) {
-    REQUIRE_SIM();
+TEST_F(WirelessSim, WifiAnalyticsBandsAndInterfacesFollowTheRouter) {
     auto names = [](const SimJson& a) {
         Names out;
         json_object* list = json_at(a.get(), "wifiIface");

@@ -161,27 +161,23 @@ std::string permuted(const std::string& in, const int* map) {
     return out;
 }
 
-TEST_F(Credentials, InterleavesFullBlocksOnly) {
-    const std::string data = pattern(300);
-    put("in", data);
-    ASSERT_EQ(interleave("in", "chaos", 0, 1), 0);
-    EXPECT_EQ(slurp(path("chaos")), permuted(data, kChaos));
-    ASSERT_EQ(interleave("chaos", "back", 0, 0), 0);
-    EXPECT_EQ(slurp(path("back")), data);
+TEST_F(Credentials, InterleavesFullBlocksAfterTheOffset) {
+    // Input size, offset, direction; the result read back the other way.
+    const struct { size_t size; int offset, to_chaos; } cases[] = {
+        {300, 0, 1}, {256, 0, 0}, {333, 200, 1}};
+    for (const auto& c : cases) {
+        const std::string data = pattern(c.size), head = data.substr(0, c.offset);
+        const std::string out = "out" + std::to_string(c.size), back = "back" + std::to_string(c.size);
+        put("in", data);
+        ASSERT_EQ(interleave("in", out.c_str(), c.offset, c.to_chaos), 0);
+        const int* map = c.to_chaos ? kChaos : kPeace;
+        EXPECT_EQ(slurp(path(out)), head + permuted(data.substr(c.offset), map));
+        ASSERT_EQ(interleave(out.c_str(), back.c_str(), c.offset, !c.to_chaos), 0);
+        EXPECT_EQ(slurp(path(back)), data) << c.size;
+    }
     struct stat st {};
-    ASSERT_EQ(stat(path("chaos").c_str(), &st), 0);
+    ASSERT_EQ(stat(path("out300").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0622, 0600u);  // created 0644: nobody else may write
-
-    put("exact", pattern(256));
-    ASSERT_EQ(interleave("exact", "exact.out", 0, 0), 0);
-    EXPECT_EQ(slurp(path("exact.out")), permuted(pattern(256), kPeace));
-}
-
-TEST_F(Credentials, OffsetAndFailures) {
-    const std::string data = pattern(200 + 128 + 5);
-    put("in", data);
-    ASSERT_EQ(interleave("in", "out", 200, 1), 0);
-    EXPECT_EQ(slurp(path("out")), data.substr(0, 200) + permuted(data.substr(200), kChaos));
 
     EXPECT_EQ(interleave("in", "short.out", 400, 0), -1);
     EXPECT_EQ(interleave("missing", "never", 0, 0), -1);

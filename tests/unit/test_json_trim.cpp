@@ -34,18 +34,11 @@ class TrimTest : public TempDirTest {
         }
         json_object_object_add(inner, array, arr);
         json_object_object_add(doc.get(), object, inner);
-        json_object_to_file_ext(fast_.c_str(), doc.get(), flags);
-        put("ref", slurp(fast_));
+        json_object_to_file_ext(fast().c_str(), doc.get(), flags);
+        put("ref", slurp(fast()));
     }
-    size_t length(const char* object, const char* array) {
-        return reference::array_length(fast_.c_str(), object, array);
-    }
-    void SetUp() override {
-        TempDirTest::SetUp();
-        fast_ = path("fast");
-        ref_ = path("ref");
-    }
-    std::string fast_, ref_;
+    std::string fast() const { return path("fast"); }
+    std::string ref() const { return path("ref"); }
 };
 
 // What the trimming leaves: kSome is fewer but not none.
@@ -80,39 +73,39 @@ TEST_F(TrimTest, BothRulesLeaveTheStepByStepBytes) {
         SCOPED_TRACE(std::string(c.object) + " keep " + std::to_string(c.keep) + " add " +
                      std::to_string(c.add) + " count " + std::to_string(c.count));
         write_list(c.object, c.array, c.n, c.count >= 0, c.flags);
-        const std::string before = slurp(fast_);
+        const std::string before = slurp(fast());
         const unsigned long root = kCeiling - static_cast<unsigned long>(before.size() * c.keep) + c.add;
         if (c.count < 0) {
-            trim_oldest(fast_.c_str(), c.object, c.array, root, kCeiling);
-            reference::trim_oldest(ref_.c_str(), c.object, c.array, root, kCeiling);
+            trim_oldest(fast().c_str(), c.object, c.array, root, kCeiling);
+            reference::trim_oldest(ref().c_str(), c.object, c.array, root, kCeiling);
         } else {
-            trim_by_average(fast_.c_str(), c.object, c.array, root, c.count, kCeiling);
-            reference::trim_by_average(ref_.c_str(), c.object, c.array, root, c.count, kCeiling);
+            trim_by_average(fast().c_str(), c.object, c.array, root, c.count, kCeiling);
+            reference::trim_by_average(ref().c_str(), c.object, c.array, root, c.count, kCeiling);
             // The device count is the list's, never the number kept.
-            EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), c.object, "numberOfDevices"), c.n);
+            EXPECT_EQ(get_second_object_int_from_file(fast().c_str(), c.object, "numberOfDevices"), c.n);
         }
-        EXPECT_EQ(slurp(fast_), slurp(ref_));
-        const size_t left = length(c.object, c.array), n = c.n;
-        EXPECT_TRUE(c.left != kUntouched || slurp(fast_) == before);
+        EXPECT_EQ(slurp(fast()), slurp(ref()));
+        const size_t left = reference::array_length(fast().c_str(), c.object, c.array), n = c.n;
+        EXPECT_TRUE(c.left != kUntouched || slurp(fast()) == before);
         EXPECT_TRUE(c.left > kAll || left == n) << left;
         EXPECT_TRUE(c.left != kNone || left == 0) << left;
         EXPECT_TRUE(c.left != kSome || left > 0) << left;
         EXPECT_TRUE((c.left != kSome && c.left != kFewer) || left < n) << left;
-        EXPECT_TRUE(c.left != kSome || root + reference::file_size(fast_.c_str()) <= kCeiling);
+        EXPECT_TRUE(c.left != kSome || root + reference::file_size(fast().c_str()) <= kCeiling);
         // The newest element is always the last one kept.
         const std::string newest = "\"index\":" + std::to_string(c.n - 1);
-        EXPECT_TRUE(c.count >= 0 || left == 0 || slurp(fast_).find(newest) != std::string::npos);
+        EXPECT_TRUE(c.count >= 0 || left == 0 || slurp(fast()).find(newest) != std::string::npos);
     }
 
     // No such array, or an unreadable file: nothing to trim, file untouched.
     write_list("wifiConnectEvent", "other", 20);
-    std::string before = slurp(fast_);
-    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
-    EXPECT_EQ(slurp(fast_), before);
+    std::string before = slurp(fast());
+    trim_oldest(fast().c_str(), "wifiConnectEvent", "event", kCeiling, kCeiling);
+    EXPECT_EQ(slurp(fast()), before);
     put("fast", std::string(200000, '\x01'));
-    trim_oldest(fast_.c_str(), "wifiConnectEvent", "event", 0, kCeiling);
-    EXPECT_EQ(slurp(fast_).size(), 200000u);
-    EXPECT_EQ(get_second_object_int_from_file(fast_.c_str(), "absent", "x"), 0);
+    trim_oldest(fast().c_str(), "wifiConnectEvent", "event", 0, kCeiling);
+    EXPECT_EQ(slurp(fast()).size(), 200000u);
+    EXPECT_EQ(get_second_object_int_from_file(fast().c_str(), "absent", "x"), 0);
     EXPECT_EQ(get_second_object_int_from_file("/nonexistent/file", "a", "b"), 0);
 }
 
@@ -138,16 +131,16 @@ TEST_F(TrimTest, MergedFileIsTheTreeMergeByteForByte) {
         if (c.root_extra) Add_object_int(root.get(), c.root_extra, 1);
         json_object_to_file_ext(path("root").c_str(), root.get(), c.root_flags);
         write_list(o, "event", std::max(c.side_count, 0), false, c.side_flags);
-        if (c.side_count < 0) unlink(fast_.c_str());
-        JsonPtr side(json_object_from_file(fast_.c_str()));
+        if (c.side_count < 0) unlink(fast().c_str());
+        JsonPtr side(json_object_from_file(fast().c_str()));
         if (c.side_extra) {
             Add_object_string(side.get(), "later", "x");
-            json_object_to_file_ext(fast_.c_str(), side.get(), c.side_flags);
+            json_object_to_file_ext(fast().c_str(), side.get(), c.side_flags);
         }
         json_object* value = nullptr;
         if (side && json_object_object_get_ex(side.get(), o, &value)) json_object_get(value);
         json_object_object_add(root.get(), o, value);
-        combine_connectevent_json(path("root").c_str(), fast_.c_str());
+        combine_connectevent_json(path("root").c_str(), fast().c_str());
         EXPECT_EQ(slurp(path("root")), json_object_to_json_string_ext(root.get(), kPretty));
     }
 }

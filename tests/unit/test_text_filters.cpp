@@ -3,8 +3,6 @@
 // GNU tools) and through busybox (the router's shell and applets), on the
 // fixtures' texts and on generated ones, and must give what the collector
 // gives. LC_ALL=C for both: the router's busybox knows no locale.
-#include <dirent.h>
-
 #include <algorithm>
 #include <iterator>
 #include <random>
@@ -32,24 +30,9 @@ std::string shell_output(const std::string& shell, const std::string& line) {
     return out;
 }
 
-// The names in dir (dot files too), each with "/" for a directory, each
-// followed by sep.
-std::string listing(const std::string& dir, const char* sep) {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d)) {
-            std::string name = e->d_name;
-            if (name == "." || name == "..") continue;
-            struct stat st;
-            bool is_dir = lstat((dir + "/" + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-            names.push_back(name + (is_dir ? "/" : ""));
-        }
-        closedir(d);
-    }
-    std::sort(names.begin(), names.end());
-    std::string out;
-    for (const std::string& n : names) out += n + sep;
-    return out;
+// The names in dir (dot files too), one a line, each directory with "/".
+std::string listing(const std::string& dir) {
+    return shell_output("/bin/sh", "ls -A1p " + quoted(dir));
 }
 
 std::string first_word(const std::string& out) {
@@ -104,7 +87,7 @@ using Str = const std::string&;
 using Inputs = std::vector<Input>;
 
 std::string source(const std::string& rel) { return slurp(DC_SOURCE_DIR "/" + rel); }
-std::string fixture_dir(const char* rel) { return listing(DC_SOURCE_DIR "/" + std::string(rel), "\n"); }
+std::string fixture_dir(const char* rel) { return listing(DC_SOURCE_DIR "/" + std::string(rel)); }
 const char kAttached[] = "sim/router/rootfs/tmp/netscan/attach_device";
 const char kOffline[] = "sim/router/rootfs/tmp/netscan/offline_mac";
 const char kWireless[] = "sim/router/rootfs/tmp/cache/wireless";
@@ -205,10 +188,10 @@ const Pair kPairs[] = {
          in.arg = kLsArgs[gen.below(std::size(kLsArgs))];
      }},
     {"rm", true, [](Str p, Str) { return "rm " + p + "/thermal_wifi*"; },
-     [](Str, Str p) { return listing(p, " "); },
+     [](Str, Str p) { return listing(p); },
      [](Str p, const Input&) {
          remove_prefixed(p.c_str(), "thermal_wifi");
-         return listing(p, " ");
+         return listing(p);
      },
      [] { return Inputs{{fixture_dir(kWireless), ""}}; },
      [](Gen& gen, Input& in) { entries(gen, in, true); }},

@@ -15,9 +15,7 @@ TEST_F(RunnerTest, FirstLinesAndLineCounts) {
     auto first = [&](const std::string& text) { return cat_file(put("f", text).c_str()); };
     expect_all({{first("abc\r\nsecond\n"), "abc"}, {first(""), ""}, {cat_file(path("missing").c_str()), ""},
                 {first(std::string("ab\0cd\n", 6)), "ab"}, {first(std::string(100000, 'z')), std::string(511, 'z')}});
-    EXPECT_EQ(get_file_line_num(put("three", "a\nb\nc\n").c_str()), 3);
-    EXPECT_EQ(get_file_line_num(put("open", "a\nb").c_str()), 1);  // as wc -l counts
-    EXPECT_EQ(get_file_line_num(path("missing").c_str()), 0);
+    EXPECT_EQ(get_file_line_num(path("missing").c_str()), 0);  // texts: the wc -l differential
     std::string got;
     EXPECT_TRUE(read_whole_file("/dev/zero", got, 10000));
     EXPECT_EQ(got.size(), 10000u);

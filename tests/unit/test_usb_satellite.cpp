@@ -68,7 +68,7 @@ TEST(Usb, DeviceListKeepsPrintersAndDisks) {
     EXPECT_EQ(parse_usb_devices(TextFile(many), slots, kUsbSlots), kUsbSlots);
 }
 
-TEST(UsbMedia, ServerVersionAndDrive) {
+TEST(UsbMedia, ServerDriveCodesAndBackupStates) {
     auto version = [](const char* line) {
         char out[512];
         plex_version_from_line(line, out, sizeof out);
@@ -84,16 +84,13 @@ TEST(UsbMedia, ServerVersionAndDrive) {
     };
     expect_all({{version("x not-a-date 1.2 abc"), "1.2-abc "}, {version(""), ""},
                 {drive("/mnt/sda1"), "USB2, WD , Total space: 465 GB, Free space: 311 GB"},
-                {drive("/mnt/sdc1"), "USB2,  , Total space: , Free space: "}});
-}
-
-TEST(UsbMedia, ServerErrorCodes) {
-    expect_all({{plex_error_code(3, true, false, false), "4"}, {plex_error_code(3, false, false, true), "1"},
+                {drive("/mnt/sdc1"), "USB2,  , Total space: , Free space: "},
+                {plex_error_code(3, true, false, false), "4"}, {plex_error_code(3, false, false, true), "1"},
                 {plex_error_code(0, true, true, true), "2"},   {plex_error_code(1, true, true, false), "3"},
-                {plex_error_code(1, true, true, true), ""}});
-}
+                {plex_error_code(1, true, true, true), ""},
+                {usb_detached_action("4"), "Do nothing"}, {usb_detached_action("2"), "Recover file from Amazon Cloud"},
+                {usb_detached_action("3"), "Delete the files on Amazon Cloud"}, {usb_detached_action("1"), ""}});
 
-TEST(UsbMedia, BackupStatesAndDetachActions) {
     // -2 for want of space is the sample router's.
     struct Case { const char *sync, *error; bool disk; const char *status, *reason; };
     for (const Case& c : std::vector<Case>{
@@ -107,20 +104,15 @@ TEST(UsbMedia, BackupStatesAndDetachActions) {
         EXPECT_EQ(std::string(status) + "|" + reason, std::string(c.status) + "|" + c.reason)
             << c.sync;
     }
-    expect_all({{usb_detached_action("4"), "Do nothing"}, {usb_detached_action("2"), "Recover file from Amazon Cloud"},
-                {usb_detached_action("3"), "Delete the files on Amazon Cloud"}, {usb_detached_action("1"), ""}});
 }
 
 using Satellites = TempDirTest;
 
-TEST(SatelliteInfo, BackhaulStatus) {
+TEST_F(Satellites, BackhaulStatusAndDisconnectsByExactMac) {
     // "2" is OK, "1" Close, on the sample router; the rest by the first character only.
     expect_all({{bh_conn_status_text("12"), "Close"}, {bh_conn_status_text("1x"), "Close"},
                 {bh_conn_status_text("22"), "Far"},   {bh_conn_status_text(""), "Far"},
                 {bh_conn_status_text("3"), "Far"},    {bh_conn_status_text(" 1"), "Far"}});
-}
-
-TEST_F(Satellites, DisconnectsByExactMac) {
     config_set("disconn_sate1", "AA:BB:CC:DD:EE:00,10,1");
     config_set("disconn_sate2", "AA:BB:CC:DD:EE:FF,300,4");
     config_set("disconn_sate4", "11:22:33:44:55:66,7,7");  // after the gap: not read
@@ -136,24 +128,17 @@ TEST_F(Satellites, DisconnectsByExactMac) {
 
 // The satellite list of a fixture directory of the simulated router, parsed
 // as the builder reads it.
-class FixtureSatellites : public TempDirTest {
-   protected:
-    void SetUp() override {
-        TempDirTest::SetUp();
-        src_ = std::string(DC_SOURCE_DIR) + "/";
-    }
-    JsonPtr list(const std::string& fixture) const {
-        std::string file = src_ + fixture + "/rootfs/tmp/soapclient/satellite_wifi_info/ra_satellite";
-        return JsonPtr(json_object_from_file(file.c_str()));
-    }
-    std::string src_;
-};
+static JsonPtr satellite_list(const std::string& fixture) {
+    std::string file =
+        DC_SOURCE_DIR "/" + fixture + "/rootfs/tmp/soapclient/satellite_wifi_info/ra_satellite";
+    return JsonPtr(json_object_from_file(file.c_str()));
+}
 
-TEST_F(FixtureSatellites, BrokenAndHostileLists) {
+TEST_F(Satellites, BrokenAndHostileLists) {
     for (const char* layer : {"sim/layers/bad-satellites", "sim/layers/no-satellites"})
-        EXPECT_EQ(json_text(JsonPtr(satellite_info_from_list(list(layer).get()))),
+        EXPECT_EQ(json_text(JsonPtr(satellite_info_from_list(satellite_list(layer).get()))),
                   R"({"numberOfSatellite":0,"Satellite":[]})") << layer;
-    JsonPtr info(satellite_info_from_list(list("sim/layers/hostile").get()));
+    JsonPtr info(satellite_info_from_list(satellite_list("sim/layers/hostile").get()));
     EXPECT_EQ(json_object_get_int(json_object_object_get(info.get(), "numberOfSatellite")),
               kMaxSatellites);
     // Invalid UTF-8, and a character cut at the 62-byte bound, are repaired, so a
@@ -169,9 +154,9 @@ TEST_F(FixtureSatellites, BrokenAndHostileLists) {
 
 // The sample router's list and store fragment (its values are the golden
 // "all" document's) with a 70-character model name, cut to 62 characters.
-TEST_F(FixtureSatellites, SampleRouterModelNameIsCut) {
-    put("config.store", slurp(src_ + "sim/router/store.d/60-usb-satellite.store"));
-    JsonPtr list = this->list("sim/router");
+TEST_F(Satellites, SampleRouterModelNameIsCut) {
+    put("config.store", slurp(DC_SOURCE_DIR "/sim/router/store.d/60-usb-satellite.store"));
+    JsonPtr list = satellite_list("sim/router");
     json_object_object_add(json_object_array_get_idx(list.get(), 1), "modelName",
                            json_object_new_string(std::string(70, 'M').c_str()));
     JsonPtr info(satellite_info_from_list(list.get()));

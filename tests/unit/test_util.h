@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -73,20 +74,11 @@ inline std::string slurp(const std::string& file) {
     return s.str();
 }
 
-// A read-only stream over a text, for parsers that read a FILE*.
-class TextFile {
-   public:
-    explicit TextFile(const std::string& text) : text_(text) {
-        fp_ = text_.empty() ? fopen("/dev/null", "r") : fmemopen(text_.data(), text_.size(), "r");
+// A stream over a text, for parsers that read a FILE*.
+struct TextFile : std::unique_ptr<FILE, int (*)(FILE*)> {
+    explicit TextFile(const std::string& text) : unique_ptr(tmpfile(), fclose) {
+        fwrite(text.data(), 1, text.size(), get());
+        rewind(get());
     }
-    ~TextFile() {
-        if (fp_) fclose(fp_);
-    }
-    TextFile(const TextFile&) = delete;
-    TextFile& operator=(const TextFile&) = delete;
-    operator FILE*() const { return fp_; }
-
-   private:
-    std::string text_;
-    FILE* fp_ = nullptr;
+    operator FILE*() const { return get(); }
 };

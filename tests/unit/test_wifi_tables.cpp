@@ -26,7 +26,8 @@ TEST(WifiTables, RateClassByBuildModelAndMode) {
             << c.pre << " mode " << c.mode << " model " << c.model;
 }
 
-TEST(WifiTables, SecurityRegionInterfaceBand) {
+TEST(WifiTables, SecurityRegionInterfaceBandPurposeChannelsAndStatusLines) {
+    auto num = [](long n) { return std::to_string(n); };
     expect_all({{wlan_sec_label("2", "5"), "WEP64"}, {wlan_sec_label("2", "13"), "WEP128"},
                 {wlan_sec_label("2", ""), "WEP128"}, {wlan_sec_label("8", ""), "WPA2-PSK[AES]+WPA3-PSK"},
                 {wlan_sec_label("4 ", ""), "None"},  // whole-string comparison
@@ -36,20 +37,13 @@ TEST(WifiTables, SecurityRegionInterfaceBand) {
                 {wlan_ifname("wla_6g", true), ""},   {wlan_ifname("wla_6g1", false), "wl0.1"},
                 {wlan_ifname("wl", false), "wl2"},   {wlan_ifname("wlan", false), ""},
                 {radio_band("wl0.1", true), "5G"},   {radio_band("wl2", true), ""},
-                {radio_band("eth0", false), ""},     {radio_band("wl", false), ""}});
-}
-
-TEST(WifiTables, PurposesChannelsAndStatusLines) {
-    struct Case { const char* ifname; const char* lower; const char* title; } cases[] = {
-        {"wl0.2", "backhaul", "Backhaul"}, {"wl1.3", "iot", "IOT"}, {"wl2", "main", "Primary"},
-        {"wl1.1", "guest", "Guest"},       {"wl0.1.2", "backhaul", "Backhaul"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_STREQ(get_if_purpose(c.ifname), c.lower) << c.ifname;
-        EXPECT_STREQ(get_wifi_ra_purpose(c.ifname), c.title) << c.ifname;
-    }
-    auto num = [](long n) { return std::to_string(n); };
-    expect_all({{num(get_start_channel("36 40 44 48")), "36"}, {num(get_end_channel("36 40 44 48")), "48"},
+                {radio_band("eth0", false), ""},     {radio_band("wl", false), ""},
+                {get_if_purpose("wl0.2"), "backhaul"}, {get_wifi_ra_purpose("wl0.2"), "Backhaul"},
+                {get_if_purpose("wl1.3"), "iot"},      {get_wifi_ra_purpose("wl1.3"), "IOT"},
+                {get_if_purpose("wl2"), "main"},       {get_wifi_ra_purpose("wl2"), "Primary"},
+                {get_if_purpose("wl1.1"), "guest"},    {get_wifi_ra_purpose("wl1.1"), "Guest"},
+                {get_if_purpose("wl0.1.2"), "backhaul"}, {get_wifi_ra_purpose("wl0.1.2"), "Backhaul"},
+                {num(get_start_channel("36 40 44 48")), "36"}, {num(get_end_channel("36 40 44 48")), "48"},
                 {num(get_start_channel("149")), "149"},        {num(get_end_channel("149")), "149"},
                 {num(get_end_channel("36 40 ")), "0"},
                 {num(get_end_channel("1 99999999999999999999")), "2147483647"},
