@@ -117,9 +117,13 @@ TEST_F(ConnectedDevice, ClassicSurvivesHostileLists) {
                  "A4:83:E7:60:00:01 inf \xc3\x28 5G\nA4:83:E7:60:00:02 1e999999 x " +
                      std::string(300, 'T') + "\n\x01\x02\x03\n"},
                 {"/tmp/sim/wlan_stainfo", "###2.4G###\n\xff\xfe:\x00\x01\n" + std::string(70000, 'x')}};
+    // Each list's first entry of a MAC decides; a record without a name does not.
     sc.store = {{"streamboost_enable", "0"}, {"device_list0", "A4:83:E7:60:00:01"},
-                {"device_list1", "A4:83:E7:60:00:02 0"}, {"access_control1", "0 A4:83:E7:60:00:02"},
-                {"ac_connect1", "1 A4:83:E7:60:00:01 0 0 " + std::string(300, 'A')}};
+                {"device_list1", "A4:83:E7:60:00:02 0"}, {"device_list2", "A4:83:E7:60:00:02 0 9 Later"},
+                {"access_control1", "0 A4:83:E7:60:00:02"}, {"access_control2", "0 a4:83:e7:60:00:02 0 x"},
+                {"ac_connect1", "1 a4:83:e7:60:00:01 0 0 1"},
+                {"ac_connect2", "1 A4:83:E7:60:00:01 0 0 " + std::string(300, 'A')},
+                {"ac_connect3", "1 A4:83:E7:60:00:01 0 0 Later 1"}};
     ItemRun run = collect(sc);
     json_object* doc = run.doc.get();
     ASSERT_TRUE(doc);
@@ -132,7 +136,8 @@ TEST_F(ConnectedDevice, ClassicSurvivesHostileLists) {
     expect_members(device(doc, 0), {{"deviceName", std::string(229, 'A')}, {"connType", "5G"},
                                     {"signalStrength", "\xef\xbf\xbd("}, {"linkSpeed", "<absent>"}});
     EXPECT_EQ(json_str(device(doc, 1), "deviceName"), "");  // the user's entry has no name
-    EXPECT_EQ(run.r.store("access_control1"), "0 A4:83:E7:60:00:02");
+    EXPECT_EQ(run.r.store("access_control1") + "|" + run.r.store("access_control2"),
+              "0 A4:83:E7:60:00:02|0 a4:83:e7:60:00:02 0 x");
     EXPECT_EQ(json_str(device(doc, 2), "macAddress"), "-f:/e:tc:/p:as:swd");
     // Without streamboost the types are blank; the names stay.
     for (size_t i = 0; i < 5; ++i)
