@@ -352,13 +352,11 @@ struct DetailsContext {
         }
     }
 
-    // The MAC an access-control entry is matched by: its second word.
+    // An entry is indexed by its second word, the MAC. The index only narrows
+    // the entries a device is compared with; the comparison still decides.
     static std::string access_key(const std::string& entry) {
-        std::string copy = cut(entry, kListLine);
-        char* save = nullptr;
-        char* flag = strtok_r(copy.data(), " ", &save);
-        char* mac = flag ? strtok_r(nullptr, " ", &save) : nullptr;
-        return mac ? lower(mac) : std::string();
+        std::vector<std::string> w = split_blanks(cut(entry, kListLine));
+        return w.size() >= 2 ? mac_key(w[1]) : std::string();
     }
 
     // Entry i rewritten: it is found under its new MAC, in list order.
@@ -448,9 +446,8 @@ void write_back_wired_flag(DetailsContext& ctx, const Device& d) {
         if (value != ctx.access_control[i]) {
             std::string key = "access_control" + std::to_string(i + 1);
             config_set(key.c_str(), value.c_str());
-            std::string old_key = DetailsContext::access_key(ctx.access_control[i]);
             ctx.access_control[i] = value;
-            ctx.reindex_access(i, old_key);  // the flag may have been written over the MAC
+            ctx.reindex_access(i, mac_key(d.mac));  // the flag may have been written over the MAC
         }
         return;
     }

@@ -38,10 +38,8 @@ bool LineGrep::any_icase(const std::string& pattern) const {
             for (char& c : s) c = static_cast<char>(tolower(uc(c)));
             return s;
         };
-        if (!folded_made_) {
+        if (folded_.empty())
             for (const std::string& line : lines_) folded_ += fold(line) + '\n';
-            folded_made_ = true;
-        }
         // Without a newline in the pattern, a hit lies within one line.
         return !lines_.empty() && folded_.find(fold(pattern)) != std::string::npos;
     }

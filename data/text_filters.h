@@ -18,7 +18,6 @@ private:
     // The lines folded to lower case and joined by newlines, made on the
     // first plain search: one list is searched once per device.
     mutable std::string folded_;
-    mutable bool folded_made_ = false;
 };
 
 // The lines of text without their ends (a last line without one included).
